@@ -1,0 +1,444 @@
+#include "binarydata.h"
+
+#include <cassert>
+#include <cstring>
+
+#include "functions.h"
+#include "krcriticalsection.h"
+#include "krexception.h"
+
+namespace KrXmlLib16 {
+
+// The shared block. Never changed while more than one CBinaryData holds it.
+class CBinaryDataBuffer
+{
+public:
+    // Copy: room for twice the length, at least 8 KB, so that appending stays cheap.
+    CBinaryDataBuffer(const unsigned char* pData, uint32_t dwLen)
+        : m_dwLen(dwLen), m_dwAllocated(dwLen > 0x1000 ? 2 * dwLen : 0x2000), m_refCount(1)
+    {
+        if (dwLen > 0x7FFFFFFFu)
+            m_dwAllocated = dwLen;
+        m_lpData = new unsigned char[m_dwAllocated];
+        std::memcpy(m_lpData, pData, dwLen);
+    }
+    // Adopt.
+    CBinaryDataBuffer(unsigned char* pData, uint32_t dwLen, bool)
+        : m_lpData(pData), m_dwLen(dwLen), m_dwAllocated(dwLen), m_refCount(1)
+    {
+    }
+    ~CBinaryDataBuffer() { delete[] m_lpData; }
+
+    void AddRef()
+    {
+        CKRLock lock(m_cs);
+        ++m_refCount;
+    }
+
+    // Drops one share; the last one frees the block.
+    static void Release(CBinaryDataBuffer* p)
+    {
+        p->m_cs.Enter();
+        int32_t lNow = --p->m_refCount;
+        p->m_cs.Leave();
+        if (lNow == 0)
+            delete p;
+    }
+
+    // A block this holder alone may change: itself, or a private copy that replaces the
+    // holder's share of a shared one.
+    CBinaryDataBuffer* MakeUnique()
+    {
+        CKRLock lock(m_cs);
+        if (m_refCount < 2)
+            return this;
+        CBinaryDataBuffer* pCopy = new CBinaryDataBuffer(m_lpData, m_dwLen);
+        --m_refCount;  // the lock is recursive; Release would take it again
+        return pCopy;
+    }
+
+    // Gives up the bytes; the caller then deletes the block.
+    unsigned char* Detach()
+    {
+        CKRLock lock(m_cs);
+        --m_refCount;
+        if (m_refCount > 0)
+        {
+            int32_t lCount = m_refCount;
+            ++m_refCount;
+            throw CKrException(FormatString("Failed to release data. [RefCount=%d]", static_cast<int>(lCount)));
+        }
+        unsigned char* p = m_lpData;
+        m_lpData = nullptr;
+        return p;
+    }
+
+    void Append(const unsigned char* pData, uint32_t dwLen)
+    {
+        CKRLock lock(m_cs);
+        if (m_refCount != 1)
+            throw CKrException(FormatString("Failed to append. [RefCount=%d]", static_cast<int>(m_refCount)));
+        uint64_t qwNew = static_cast<uint64_t>(m_dwLen) + dwLen;
+        if (qwNew > 0xFFFFFFFFu)
+            throw CKrException("Failed to append. The data would exceed 4 GB");
+        uint32_t dwNew = static_cast<uint32_t>(qwNew);
+        if (dwNew > m_dwAllocated)
+        {
+            uint32_t dwAlloc = dwNew > 0x7FFFFFFFu ? 0xFFFFFFFFu : 2 * dwNew;
+            unsigned char* pNew = new unsigned char[dwAlloc];
+            std::memcpy(pNew, m_lpData, m_dwLen);
+            delete[] m_lpData;
+            m_lpData = pNew;
+            m_dwAllocated = dwAlloc;
+        }
+        std::memcpy(m_lpData + m_dwLen, pData, dwLen);
+        m_dwLen = dwNew;
+    }
+
+    unsigned char* m_lpData;
+    uint32_t m_dwLen;
+    uint32_t m_dwAllocated;
+    int32_t m_refCount;
+    CKRCriticalSection m_cs;
+};
+
+CBinaryData::CBinaryData(const CBinaryData& other) : m_pBuffer(other.m_pBuffer)
+{
+    if (m_pBuffer)
+        m_pBuffer->AddRef();
+}
+
+CBinaryData::CBinaryData(unsigned char* const data, uint32_t length, bool takeOwnership) : m_pBuffer(nullptr)
+{
+    if (length == 0)
+    {
+        if (takeOwnership)
+            delete[] data;
+        return;
+    }
+    m_pBuffer = takeOwnership ? new CBinaryDataBuffer(data, length, true) : new CBinaryDataBuffer(data, length);
+}
+
+CBinaryData::CBinaryData(const char* text) : m_pBuffer(nullptr)
+{
+    size_t n = text ? std::strlen(text) : 0;
+    if (n)
+        m_pBuffer = new CBinaryDataBuffer(reinterpret_cast<const unsigned char*>(text), static_cast<uint32_t>(n));
+}
+
+CBinaryData& CBinaryData::operator=(const CBinaryData& other)
+{
+    if (other.m_pBuffer)
+        other.m_pBuffer->AddRef();
+    Clear();
+    m_pBuffer = other.m_pBuffer;
+    return *this;
+}
+
+CBinaryData& CBinaryData::operator=(CBinaryData&& other) noexcept
+{
+    if (this != &other)
+    {
+        Clear();
+        m_pBuffer = other.m_pBuffer;
+        other.m_pBuffer = nullptr;
+    }
+    return *this;
+}
+
+CBinaryData::~CBinaryData()
+{
+    Clear();
+}
+
+unsigned char* CBinaryData::GetData() const
+{
+    return m_pBuffer ? m_pBuffer->m_lpData : nullptr;
+}
+
+uint32_t CBinaryData::GetLength() const
+{
+    return m_pBuffer ? m_pBuffer->m_dwLen : 0;
+}
+
+unsigned char* CBinaryData::ReleaseData()
+{
+    if (!m_pBuffer)
+        return nullptr;
+    m_pBuffer = m_pBuffer->MakeUnique();
+    unsigned char* p = m_pBuffer->Detach();
+    delete m_pBuffer;
+    m_pBuffer = nullptr;
+    return p;
+}
+
+const unsigned char& CBinaryData::operator[](uint32_t index) const
+{
+    if (index >= GetLength())
+        throw CKrException(FormatString("Index Out of range [%d]", static_cast<int>(index)));
+    return m_pBuffer->m_lpData[index];
+}
+
+unsigned char& CBinaryData::operator[](uint32_t index)
+{
+    if (index >= GetLength())
+        throw CKrException(FormatString("Index Out of range [%d]", static_cast<int>(index)));
+    m_pBuffer = m_pBuffer->MakeUnique();
+    return m_pBuffer->m_lpData[index];
+}
+
+bool CBinaryData::operator==(const CBinaryData& other) const
+{
+    uint32_t n = GetLength();
+    if (n != other.GetLength())
+        return false;
+    return n == 0 || m_pBuffer == other.m_pBuffer || std::memcmp(GetData(), other.GetData(), n) == 0;
+}
+
+void CBinaryData::Clear()
+{
+    if (m_pBuffer)
+    {
+        CBinaryDataBuffer* p = m_pBuffer;
+        m_pBuffer = nullptr;
+        CBinaryDataBuffer::Release(p);
+    }
+}
+
+void CBinaryData::Append(unsigned char* const data, uint32_t length)
+{
+    if (length == 0)
+        return;
+    if (!m_pBuffer)
+    {
+        m_pBuffer = new CBinaryDataBuffer(data, length);
+        return;
+    }
+    m_pBuffer = m_pBuffer->MakeUnique();
+    m_pBuffer->Append(data, length);
+}
+
+void CBinaryData::Append(unsigned char b)
+{
+    Append(&b, 1);
+}
+
+void CBinaryData::Append(char c)
+{
+    Append(reinterpret_cast<unsigned char*>(&c), 1);
+}
+
+void CBinaryData::Append(const char* text)
+{
+    if (text)
+        Append(reinterpret_cast<const unsigned char*>(text), static_cast<uint32_t>(std::strlen(text)));
+}
+
+void CBinaryData::Append(const std::string& str)
+{
+    Append(reinterpret_cast<const unsigned char*>(str.data()), static_cast<uint32_t>(str.size()));
+}
+
+void CBinaryData::Append(const CBinaryData& data)
+{
+    if (data.GetLength() == 0)
+        return;
+    CBinaryData keep(data);  // appending an object to itself must not read freed bytes
+    Append(keep.GetData(), keep.GetLength());
+}
+
+void CBinaryData::SetBuffer(unsigned char* const data, uint32_t length)
+{
+    Clear();
+    Append(data, length);
+}
+
+void CBinaryData::SetBuffer(const char* text)
+{
+    Clear();
+    Append(text);
+}
+
+std::string CBinaryData::GetAsHexString(unsigned char* const data, uint32_t length)
+{
+    static const char kDigits[] = "0123456789ABCDEF";
+    std::string strResult;
+    if (!data || length == 0)
+        return strResult;
+    strResult.resize(static_cast<size_t>(length) * 2);
+    for (uint32_t i = 0; i < length; ++i)
+    {
+        strResult[2 * i] = kDigits[data[i] >> 4];
+        strResult[2 * i + 1] = kDigits[data[i] & 0x0F];
+    }
+    return strResult;
+}
+
+std::string CBinaryData::GetAsHexString() const
+{
+    return GetAsHexString(GetData(), GetLength());
+}
+
+static int HexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
+uint32_t CBinaryData::ConvertToHexData(const char* text, unsigned char** output)
+{
+    *output = nullptr;
+    size_t n = text ? std::strlen(text) : 0;
+    if (n % 2 != 0)
+        throw CKrException("Invalid length in hex string");
+    if (n == 0)
+        return 0;
+    if (n / 2 > 0xFFFFFFFFu)
+        throw CKrException("Invalid length in hex string");
+    unsigned char* p = new unsigned char[n / 2];
+    for (size_t i = 0; i < n; i += 2)
+    {
+        int hi = HexValue(text[i]);
+        int lo = hi < 0 ? -1 : HexValue(text[i + 1]);
+        if (hi < 0 || lo < 0)
+        {
+            char cBad = hi < 0 ? text[i] : text[i + 1];
+            delete[] p;
+            throw CKrException(FormatString("Invalid char in hex string [%c]", cBad));
+        }
+        p[i / 2] = static_cast<unsigned char>((hi << 4) | lo);
+    }
+    *output = p;
+    return static_cast<uint32_t>(n / 2);
+}
+
+void CBinaryData::SetAsHexString(const char* text)
+{
+    Clear();
+    unsigned char* p = nullptr;
+    uint32_t n = ConvertToHexData(text, &p);
+    if (n)
+        m_pBuffer = new CBinaryDataBuffer(p, n, true);
+}
+
+std::string CBinaryData::GetAsBase64() const
+{
+    if (!m_pBuffer)
+        return std::string();
+    CBase64 codec;
+    return codec.Encode(GetData(), GetLength());
+}
+
+void CBinaryData::SetAsBase64(const char* text)
+{
+    Clear();
+    size_t n = text ? std::strlen(text) : 0;
+    if (n == 0)
+        return;
+    unsigned char* p = new unsigned char[n + 1];
+    CBase64 codec;
+    uint32_t dwLen = codec.Decode(text, p);
+    if (dwLen == 0)
+    {
+        delete[] p;
+        return;
+    }
+    m_pBuffer = new CBinaryDataBuffer(p, dwLen, true);
+}
+
+} // namespace KrXmlLib16
+
+// ---- CBase64 ----
+
+static const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string CBase64::Encode(const unsigned char* data, uint32_t length)
+{
+    const char* lpEncoding = kBase64Alphabet;
+    assert(lpEncoding != 0);
+    std::string strOut;
+    if (!data || length == 0)
+        return strOut;
+    strOut.resize((static_cast<size_t>(length) + 2) / 3 * 4);
+    char* pOut = &strOut[0];
+    uint32_t i = 0;
+    // Whole groups of three bytes without per-bit bookkeeping.
+    for (; i + 3 <= length; i += 3)
+    {
+        uint32_t v = (uint32_t(data[i]) << 16) | (uint32_t(data[i + 1]) << 8) | data[i + 2];
+        *pOut++ = lpEncoding[v >> 18];
+        *pOut++ = lpEncoding[(v >> 12) & 0x3F];
+        *pOut++ = lpEncoding[(v >> 6) & 0x3F];
+        *pOut++ = lpEncoding[v & 0x3F];
+    }
+    if (i < length)
+    {
+        uint32_t v = uint32_t(data[i]) << 16;
+        if (i + 1 < length)
+            v |= uint32_t(data[i + 1]) << 8;
+        *pOut++ = lpEncoding[v >> 18];
+        *pOut++ = lpEncoding[(v >> 12) & 0x3F];
+        *pOut++ = i + 1 < length ? lpEncoding[(v >> 6) & 0x3F] : '=';
+        *pOut++ = '=';
+    }
+    return strOut;
+}
+
+namespace {
+
+// -2: stops decoding; -1: skipped; 0..63: the digit.
+struct Base64DecodeTable
+{
+    signed char values[128];
+    Base64DecodeTable()
+    {
+        for (signed char& v : values)
+            v = -2;
+        for (int i = 0; i < 64; ++i)
+            values[static_cast<unsigned char>(kBase64Alphabet[i])] = static_cast<signed char>(i);
+        values[static_cast<unsigned char>('=')] = -1;
+        values[static_cast<unsigned char>(' ')] = -1;
+        values[static_cast<unsigned char>('\t')] = -1;
+        values[static_cast<unsigned char>('\r')] = -1;
+        values[static_cast<unsigned char>('\n')] = -1;
+    }
+};
+
+} // namespace
+
+uint32_t CBase64::Decode(const char* text, unsigned char* output)
+{
+    static const Base64DecodeTable s_table;  // built once rather than per call
+    const signed char* szDecoding = s_table.values;
+    assert(szDecoding != 0);
+    assert(output != 0);
+    m_uBits = 0;
+    m_nBits = 0;
+    m_lpInput = text;
+    uint32_t dwOut = 0;
+    if (!text)
+        return 0;
+    for (; *m_lpInput; ++m_lpInput)
+    {
+        // The top bit is ignored: only the low 7 bits select the entry.
+        signed char v = szDecoding[static_cast<unsigned char>(*m_lpInput) & 0x7F];
+        if (v == -2)
+            return 0;
+        if (v == -1)
+            continue;
+        m_uBits = (m_uBits << 6) | static_cast<uint32_t>(v);
+        m_nBits += 6;
+        if (m_nBits >= 8)
+        {
+            m_nBits -= 8;
+            output[dwOut++] = static_cast<unsigned char>(m_uBits >> m_nBits);
+            m_uBits &= (1u << m_nBits) - 1;
+        }
+    }
+    return dwOut;
+}

@@ -1,0 +1,194 @@
+#include "expatreader.h"
+
+#include <cassert>
+#include <cstring>
+#include <expat.h>
+
+#include "encoder.h"
+#include "functions.h"
+#include "krexception.h"
+#include "platform.h"
+#include "serializationcontext.h"
+#include "xmldocument.h"
+
+namespace KrXmlLib16 {
+
+CExpatReader::CExpatReader(CXmlDocument& doc)
+    : CInstanceMonitor("CExpatReader"),
+      m_doc(doc),
+      m_pConvBuffer(nullptr),
+      m_dwConvBufferLen(0),
+      m_parser(nullptr),
+      m_bConvert(false),
+      m_bNamespaces(true)
+{
+}
+
+CExpatReader::~CExpatReader()
+{
+    Free();
+}
+
+void CExpatReader::Free()
+{
+    delete[] m_pConvBuffer;
+    m_pConvBuffer = nullptr;
+    m_dwConvBufferLen = 0;
+    if (m_parser)
+    {
+        XML_ParserFree(m_parser);
+        m_parser = nullptr;
+    }
+}
+
+void CExpatReader::Init()
+{
+    Free();
+    m_dwConvBufferLen = 1024;
+    m_pConvBuffer = new unsigned char[m_dwConvBufferLen];
+    m_bConvert = !g_bASCIIOnly && !Platform::IsUtf8CodePage(g_uLocalCodePage);
+    m_bNamespaces = m_doc.m_eSchemaType != SchemaType_NoNamespaces;
+    // A null encoding lets Expat take it from a byte order mark or the declaration.
+    m_parser = m_bNamespaces ? XML_ParserCreateNS(nullptr, '|') : XML_ParserCreate(nullptr);
+    if (!m_parser)
+        throw CKrException("Failed to create the XML parser");
+    XML_SetUserData(m_parser, this);
+    XML_SetElementHandler(m_parser, &CExpatReader::StartElement, &CExpatReader::EndElement);
+    XML_SetNamespaceDeclHandler(m_parser, &CExpatReader::StartNamespace, &CExpatReader::EndNamespace);
+    XML_SetCharacterDataHandler(m_parser, &CExpatReader::CharacterData);
+    if (!m_doc.GetContext().GetStripCDATA())
+        XML_SetCdataSectionHandler(m_parser, &CExpatReader::StartCdata, &CExpatReader::EndCdata);
+    // No other handler: comments and processing instructions vanish, and no external entity
+    // is ever fetched.
+}
+
+void CExpatReader::Parse(bool bIsFinal)
+{
+    Parse(m_doc.m_pBuffer, m_doc.m_dwBufferLen, bIsFinal);
+}
+
+void CExpatReader::Parse(const unsigned char* pData, uint32_t dwLen, bool bIsFinal)
+{
+    assert(m_parser);
+    // Expat takes an int length; larger inputs go in slices.
+    const uint32_t kSlice = 0x40000000;
+    for (;;)
+    {
+        uint32_t dwPiece = dwLen > kSlice ? kSlice : dwLen;
+        bool bLast = dwPiece == dwLen;
+        if (XML_Parse(m_parser, reinterpret_cast<const char*>(pData), static_cast<int>(dwPiece),
+                      bLast && bIsFinal) == XML_STATUS_ERROR)
+        {
+            std::string strMessage = FormatString("%s at line %d", XML_ErrorString(XML_GetErrorCode(m_parser)),
+                                                  static_cast<int>(XML_GetCurrentLineNumber(m_parser)));
+            Free();
+            throw CKrException(strMessage);
+        }
+        if (bLast)
+            break;
+        pData += dwPiece;
+        dwLen -= dwPiece;
+    }
+    if (bIsFinal)
+        Free();
+}
+
+const char* CExpatReader::ToLocal(const char* lpText, size_t nLen, std::string& strScratch, size_t& nOutLen)
+{
+    if (!m_bConvert)
+    {
+        nOutLen = nLen;
+        return lpText;
+    }
+    Utf8ToLocal(strScratch, lpText, nLen, reinterpret_cast<uint16_t*>(m_pConvBuffer), m_dwConvBufferLen / 4);
+    nOutLen = strScratch.size();
+    return strScratch.c_str();
+}
+
+void CExpatReader::SplitName(const char* lpName, std::string& strNamespace, std::string& strLocal)
+{
+    // Split before converting: in UTF-8 the separator can't be part of another character,
+    // which a legacy multi-byte code page doesn't promise.
+    size_t nLen = std::strlen(lpName);
+    const char* pBar = m_bNamespaces ? static_cast<const char*>(std::memchr(lpName, '|', nLen)) : nullptr;
+    size_t nNs = pBar ? static_cast<size_t>(pBar - lpName) : 0;
+    const char* lpLocalPart = pBar ? pBar + 1 : lpName;
+    size_t nLocalPart = pBar ? nLen - nNs - 1 : nLen;
+    size_t nOut;
+    if (pBar)
+    {
+        const char* p = ToLocal(lpName, nNs, m_strScratch, nOut);
+        strNamespace.assign(p, nOut);
+    }
+    else
+        strNamespace.clear();
+    const char* p = ToLocal(lpLocalPart, nLocalPart, m_strScratch, nOut);
+    strLocal.assign(p, nOut);
+}
+
+void CExpatReader::StartElement(void* pUserData, const char* lpName, const char** ppAttributes)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    CXmlDocument& doc = pThis->m_doc;
+    pThis->SplitName(lpName, pThis->m_strNamespace, pThis->m_strLocal);
+    CXmlElement* pElement = doc.m_pDocElement
+                                ? doc.AddChildElement(pThis->m_strNamespace.c_str(), pThis->m_strLocal.c_str())
+                                : doc.AddDocElement(pThis->m_strNamespace.c_str(), pThis->m_strLocal.c_str());
+    for (const char** pp = ppAttributes; *pp; pp += 2)
+    {
+        pThis->SplitName(pp[0], pThis->m_strNamespace, pThis->m_strLocal);
+        size_t nValueLen = std::strlen(pp[1]);
+        const char* lpValue = pThis->ToLocal(pp[1], nValueLen, pThis->m_strScratch, nValueLen);
+        pThis->m_strValue.assign(lpValue, nValueLen);
+        CXmlDocument::AddElementAttribute(pElement, pThis->m_strLocal, pThis->m_strValue, pThis->m_strNamespace);
+    }
+}
+
+void CExpatReader::EndElement(void* pUserData, const char*)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    pThis->m_doc.EndElement();
+}
+
+void CExpatReader::StartNamespace(void* pUserData, const char* lpPrefix, const char* lpUri)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    pThis->m_doc.AddNamespaceDeclaration(lpPrefix ? Utf8ToLocal(lpPrefix) : std::string(),
+                                         lpUri ? Utf8ToLocal(lpUri) : std::string());
+}
+
+void CExpatReader::EndNamespace(void*, const char*) {}
+
+void CExpatReader::CharacterData(void* pUserData, const char* lpText, int iLen)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    assert(pThis->m_doc.m_pElementStack.size() > 0);
+    assert(pThis->m_doc.m_pElementStack.back() != 0);
+    if (iLen <= 0)
+        return;
+    size_t nLen;
+    const char* lpLocal = pThis->ToLocal(lpText, static_cast<size_t>(iLen), pThis->m_strText, nLen);
+    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), lpLocal, static_cast<uint32_t>(nLen));
+}
+
+void CExpatReader::StartCdata(void* pUserData)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    assert(pThis->m_doc.m_pElementStack.size() > 0);
+    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), "<![CDATA[");
+}
+
+void CExpatReader::EndCdata(void* pUserData)
+{
+    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
+    assert(pThis != 0);
+    assert(pThis->m_doc.m_pElementStack.size() > 0);
+    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), "]]>");
+}
+
+} // namespace KrXmlLib16

@@ -1,0 +1,20 @@
+// The whole public interface of KrXmlLib16 in one include.
+#ifndef KRXMLLIB_KRXMLLIB_H
+#define KRXMLLIB_KRXMLLIB_H
+
+#include "binarydata.h"
+#include "encoder.h"
+#include "functions.h"
+#include "itemtype.h"
+#include "krcriticalsection.h"
+#include "krexception.h"
+#include "memoryleakhelp.h"
+#include "serializationcontext.h"
+#include "smartptr.h"
+#include "whitespaceutils.h"
+#include "xmldocument.h"
+#include "xmlelement.h"
+#include "xmlenums.h"
+#include "xmlobjectbase.h"
+
+#endif

@@ -1,0 +1,38 @@
+// Per-class instance counters: every monitored class registers its name, and the report of
+// live and total instances goes to the debug output when the library unloads.
+#ifndef KRXMLLIB_MEMORYLEAKHELP_H
+#define KRXMLLIB_MEMORYLEAKHELP_H
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "krcriticalsection.h"
+
+class CInstanceMonitor
+{
+public:
+    struct ClassType
+    {
+        std::string strClassName;
+        std::atomic<int32_t> lInstanceCount;
+        std::atomic<int32_t> lTotalCount;
+        const char* lpKey;  // the pointer first registered, for a lookup without a compare
+    };
+
+    explicit CInstanceMonitor(const char* lpName);
+    CInstanceMonitor(const CInstanceMonitor& other);
+    CInstanceMonitor& operator=(const CInstanceMonitor&) { return *this; }  // counts stay
+    virtual ~CInstanceMonitor();
+
+    static void Cleanup();
+    static std::string DumpState();
+
+private:
+    ClassType* m_pct;
+
+    static ClassType* Find(const char* lpName);
+};
+
+#endif

@@ -1,0 +1,139 @@
+// The operating-system layer: every call the library makes to the host goes through here,
+// so that the rest of the code never includes a system header for locks, files, code pages,
+// time or background I/O.
+#ifndef KRXMLLIB_PLATFORM_H
+#define KRXMLLIB_PLATFORM_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace KrXmlLib16 {
+namespace Platform {
+
+// ---- locks and counts ----------------------------------------------------------------------
+
+// A lock the owning thread may take again.
+typedef std::recursive_mutex RecursiveLock;
+
+// Atomic steps that return the new value.
+inline int32_t AtomicIncrement(std::atomic<int32_t>& value) { return value.fetch_add(1, std::memory_order_relaxed) + 1; }
+inline int32_t AtomicDecrement(std::atomic<int32_t>& value) { return value.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+
+// ---- debug output --------------------------------------------------------------------------
+
+// Receives terminated text pieces. The default sink discards them, like a debug channel
+// nobody listens to.
+typedef void (*DebugSink)(const char* lpText);
+DebugSink SetDebugSink(DebugSink pfnSink);  // returns the previous sink; null restores the default
+void DebugOutput(const char* lpText);
+
+// ---- files ---------------------------------------------------------------------------------
+
+// Error codes are the host's (errno values); 0 means success.
+typedef int FileHandle;
+const FileHandle kInvalidFile = -1;
+
+uint32_t OpenFileForRead(const char* lpFileName, FileHandle& hFile);      // must exist, shared for readers
+uint32_t CreateFileForWrite(const char* lpFileName, FileHandle& hFile);   // create or truncate
+uint32_t GetFileSize32(FileHandle hFile, uint32_t& dwSize);               // fails above 4 GiB - 1
+// Reads until dwLen bytes or the end; dwRead tells how many arrived.
+uint32_t ReadFile(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint32_t& dwRead);
+uint32_t ReadFileAt(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint64_t qwOffset, uint32_t& dwRead);
+// Writes all bytes or fails.
+uint32_t WriteFile(FileHandle hFile, const void* pData, size_t nLen);
+uint32_t WriteFileAt(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset);
+void CloseFile(FileHandle& hFile);  // sets the handle to kInvalidFile; safe on an invalid handle
+
+// One background operation at a time on one file: the caller starts a read or a write and
+// later waits for its byte count, while it goes on with other work. A worker thread carries
+// the operation; it is started with the first operation and stopped by the destructor.
+class BackgroundFileIo
+{
+public:
+    BackgroundFileIo();
+    ~BackgroundFileIo();
+    BackgroundFileIo(const BackgroundFileIo&) = delete;
+    BackgroundFileIo& operator=(const BackgroundFileIo&) = delete;
+
+    void StartWrite(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset);
+    void StartRead(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint64_t qwOffset);
+    bool IsBusy() const { return m_bBusy; }
+    // Waits for the operation started last; returns its error code (0 on success) and the
+    // number of bytes moved. Without an operation in flight it returns 0 at once.
+    uint32_t Wait(uint64_t& qwTransferred);
+
+private:
+    void Run();
+    void Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset);
+
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::thread m_thread;
+    bool m_bBusy = false;      // an operation was started and not yet waited for
+    bool m_bPending = false;   // the worker has not yet taken the operation
+    bool m_bDone = false;
+    bool m_bQuit = false;
+    bool m_bWrite = false;
+    FileHandle m_hFile = kInvalidFile;
+    void* m_pBuffer = nullptr;
+    size_t m_nLen = 0;
+    uint64_t m_qwOffset = 0;
+    uint32_t m_dwError = 0;
+    uint64_t m_qwTransferred = 0;
+};
+
+// ---- code pages ----------------------------------------------------------------------------
+
+// Code-page numbers follow the Windows numbering; 0 and 3 (system and thread default) and
+// 65001 are UTF-8 here.
+bool IsUtf8CodePage(unsigned int uCodePage);
+// The iconv name of a code page ("CP1252", "ISO-8859-1", ...).
+std::string CodePageName(unsigned int uCodePage);
+
+// Local bytes to UTF-16 units. Without a target (pOut null) the result is the number of units
+// needed. Bytes that are invalid in the code page become U+FFFD.
+size_t LocalToWide(unsigned int uCodePage, const char* lpText, size_t nLen, uint16_t* pOut, size_t nOutCap);
+// UTF-16 units to local bytes; a character the code page lacks becomes '?'. Without a target
+// the result is the number of bytes needed.
+size_t WideToLocal(unsigned int uCodePage, const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap);
+// UTF-8 to UTF-16 units (size query as above); malformed sequences become U+FFFD.
+size_t Utf8ToWide(const char* lpText, size_t nLen, uint16_t* pOut, size_t nOutCap);
+// UTF-16 to UTF-8 (size query as above); a surrogate pair becomes one four-byte sequence,
+// an unpaired surrogate becomes U+FFFD.
+size_t WideToUtf8(const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap);
+
+// ---- time ----------------------------------------------------------------------------------
+
+// The broken-down time record, year to millisecond.
+struct SystemTime
+{
+    uint16_t wYear;
+    uint16_t wMonth;        // 1..12
+    uint16_t wDayOfWeek;    // 0 = Sunday
+    uint16_t wDay;
+    uint16_t wHour;
+    uint16_t wMinute;
+    uint16_t wSecond;
+    uint16_t wMilliseconds;
+};
+
+// 100-nanosecond intervals since 1601-01-01 UTC, split in two halves.
+struct FileTime
+{
+    uint32_t dwLowDateTime;
+    uint32_t dwHighDateTime;
+};
+
+void GetLocalTime(SystemTime& st);
+bool FileTimeToSystemTime(const FileTime& ft, SystemTime& st);  // false beyond year 30827
+uint32_t GetTickCount();  // milliseconds of a monotonic clock, wrapping at 2^32
+
+} // namespace Platform
+} // namespace KrXmlLib16
+
+#endif

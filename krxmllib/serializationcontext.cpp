@@ -1,0 +1,167 @@
+#include "serializationcontext.h"
+
+#include "functions.h"
+#include "krexception.h"
+
+namespace KrXmlLib16 {
+
+// ---- CNamespaceAliasMap ----
+
+void CNamespaceAliasMap::Add(const char* lpAlias, const char* lpNamespace)
+{
+    m_map[lpNamespace ? lpNamespace : ""] = lpAlias ? lpAlias : "";
+}
+
+void CNamespaceAliasMap::RemoveNamespace(const char* lpNamespace)
+{
+    m_map.erase(lpNamespace ? lpNamespace : "");
+}
+
+std::string CNamespaceAliasMap::GetNamespaceFromAlias(const char* lpAlias) const
+{
+    const char* lpKey = lpAlias ? lpAlias : "";
+    for (const auto& entry : m_map)
+        if (entry.second == lpKey)
+            return entry.first;
+    throw CKrException(FormatString("Namespace alias [%s] not found", lpKey));
+}
+
+std::string CNamespaceAliasMap::GetAliasFromNamespace(const char* lpNamespace) const
+{
+    auto it = m_map.find(lpNamespace ? lpNamespace : "");
+    return it == m_map.end() ? std::string() : it->second;
+}
+
+bool CNamespaceAliasMap::DoesNamespaceExist(const char* lpNamespace) const
+{
+    return m_map.find(lpNamespace ? lpNamespace : "") != m_map.end();
+}
+
+bool CNamespaceAliasMap::DoesAliasExist(const char* lpAlias) const
+{
+    const char* lpKey = lpAlias ? lpAlias : "";
+    for (const auto& entry : m_map)
+        if (entry.second == lpKey)
+            return true;
+    return false;
+}
+
+std::string CNamespaceAliasMap::GetNamespaceAt(int iIndex) const
+{
+    if (iIndex < 0 || iIndex >= GetNamespaceCount())
+        throw CKrInvalidParamException(FormatString("Index Out of range [%d]", iIndex));
+    auto it = m_map.begin();
+    std::advance(it, iIndex);
+    return it->first;
+}
+
+// ---- CSerializationContext ----
+
+CSerializationContext::CSerializationContext()
+    : m_pFIContext(nullptr),
+      m_pJsonContext(nullptr),
+      m_bWriteTypeAttribute(true),
+      m_bIgnoreInvalidCollectionCounts(false),
+      m_bIgnoreMissingChoice(false),
+      m_bIgnoreMissingMandatoryElements(false),
+      m_bIgnoreUnknownElements(false),
+      m_bIgnoreUnknownAttributes(false),
+      m_bIgnoreNamespaces(false),
+      m_eSchemaType(SchemaType_Default),
+      m_bNoOptionalAttributeDefaultOutput(false),
+      m_bWriteDefaultElementValues(false),
+      m_bStripCDATA(true),
+      m_strIndentChars("\t")
+{
+}
+
+CSerializationContext::CSerializationContext(const CSerializationContext& other)
+    : m_pFIContext(nullptr),
+      m_pJsonContext(nullptr),
+      m_strDefaultNamespaceURI(other.m_strDefaultNamespaceURI),
+      m_bWriteTypeAttribute(other.m_bWriteTypeAttribute),
+      m_namespaceAliases(other.m_namespaceAliases),
+      m_processingInstructions(other.m_processingInstructions),
+      m_strInLineSchema(other.m_strInLineSchema),
+      m_bIgnoreInvalidCollectionCounts(other.m_bIgnoreInvalidCollectionCounts),
+      m_bIgnoreMissingChoice(other.m_bIgnoreMissingChoice),
+      m_bIgnoreMissingMandatoryElements(other.m_bIgnoreMissingMandatoryElements),
+      m_bIgnoreUnknownElements(other.m_bIgnoreUnknownElements),
+      m_bIgnoreUnknownAttributes(other.m_bIgnoreUnknownAttributes),
+      m_bIgnoreNamespaces(other.m_bIgnoreNamespaces),
+      m_eSchemaType(other.m_eSchemaType),
+      m_bNoOptionalAttributeDefaultOutput(other.m_bNoOptionalAttributeDefaultOutput),
+      m_bWriteDefaultElementValues(other.m_bWriteDefaultElementValues),
+      m_bStripCDATA(other.m_bStripCDATA),
+      m_strIndentChars(other.m_strIndentChars)
+{
+}
+
+CSerializationContext& CSerializationContext::operator=(const CSerializationContext& other)
+{
+    if (this != &other)
+    {
+        CSerializationContext copy(other);
+        m_strDefaultNamespaceURI.swap(copy.m_strDefaultNamespaceURI);
+        m_bWriteTypeAttribute = copy.m_bWriteTypeAttribute;
+        m_namespaceAliases = copy.m_namespaceAliases;
+        m_processingInstructions.swap(copy.m_processingInstructions);
+        m_strInLineSchema.swap(copy.m_strInLineSchema);
+        m_bIgnoreInvalidCollectionCounts = copy.m_bIgnoreInvalidCollectionCounts;
+        m_bIgnoreMissingChoice = copy.m_bIgnoreMissingChoice;
+        m_bIgnoreMissingMandatoryElements = copy.m_bIgnoreMissingMandatoryElements;
+        m_bIgnoreUnknownElements = copy.m_bIgnoreUnknownElements;
+        m_bIgnoreUnknownAttributes = copy.m_bIgnoreUnknownAttributes;
+        m_bIgnoreNamespaces = copy.m_bIgnoreNamespaces;
+        m_eSchemaType = copy.m_eSchemaType;
+        m_bNoOptionalAttributeDefaultOutput = copy.m_bNoOptionalAttributeDefaultOutput;
+        m_bWriteDefaultElementValues = copy.m_bWriteDefaultElementValues;
+        m_bStripCDATA = copy.m_bStripCDATA;
+        m_strIndentChars.swap(copy.m_strIndentChars);
+    }
+    return *this;
+}
+
+CSerializationContext::~CSerializationContext() = default;
+
+CSerializationContext& CSerializationContext::GetDefaultContext()
+{
+    // Built on first use, so that static objects of other units may already rely on it.
+    static CSerializationContext s_defaultContext;
+    return s_defaultContext;
+}
+
+static const char kBothIgnoresPrefix[] =
+    "The parser can only ignore additional elements, or ignore the fact that some required ones are "
+    "missing, you can not ignore both\n";
+
+void CSerializationContext::SetIgnoreUnknownElements(bool b)
+{
+    if (b && m_bIgnoreMissingMandatoryElements)
+        throw CKrInvalidStateException(std::string(kBothIgnoresPrefix) +
+                                       "Set IgnoreMissingMandatoryElements to false before setting IgnoreUnknownElements to true");
+    m_bIgnoreUnknownElements = b;
+}
+
+void CSerializationContext::SetIgnoreMissingMandatoryElements(bool b)
+{
+    if (b && m_bIgnoreUnknownElements)
+        throw CKrInvalidStateException(std::string(kBothIgnoresPrefix) +
+                                       "Set IgnoreUnknownElements to false before setting IgnoreMissingMandatoryElements to true");
+    m_bIgnoreMissingMandatoryElements = b;
+}
+
+void CSerializationContext::SetIndentChars(const char* lpIndent)
+{
+    if (!lpIndent)
+    {
+        m_strIndentChars.clear();
+        return;
+    }
+    for (const char* p = lpIndent; *p; ++p)
+        if (*p != ' ' && *p != '\t')
+            throw CKrInvalidParamException("IndentChars can only contain Whitespace characters, i.e. \\t or spaces");
+    m_strIndentChars = lpIndent;
+}
+
+} // namespace KrXmlLib16

@@ -1,0 +1,248 @@
+#include "xmldocument.h"
+
+#include <cassert>
+#include <cstring>
+
+#include "expatreader.h"
+#include "functions.h"
+#include "krexception.h"
+#include "serializationcontext.h"
+
+namespace KrXmlLib16 {
+
+CXmlDocument::CXmlDocument() : CInstanceMonitor("CXmlDocument")
+{
+    Init(nullptr, CSerializationContext::GetDefaultContext());
+}
+
+CXmlDocument::CXmlDocument(const CSerializationContext& ctx) : CInstanceMonitor("CXmlDocument")
+{
+    Init(nullptr, ctx);
+}
+
+CXmlDocument::CXmlDocument(ElementEndCallback pfnElementEnd) : CInstanceMonitor("CXmlDocument")
+{
+    Init(pfnElementEnd, CSerializationContext::GetDefaultContext());
+}
+
+CXmlDocument::CXmlDocument(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx)
+    : CInstanceMonitor("CXmlDocument")
+{
+    Init(pfnElementEnd, ctx);
+}
+
+void CXmlDocument::Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx)
+{
+    m_pDocElement = nullptr;
+    m_pBuffer = nullptr;
+    m_dwBufferLen = 0;
+    m_eSchemaType = ctx.GetSchemaType();
+    m_pfnElementEnd = pfnElementEnd;
+    m_pContext = &ctx;
+}
+
+CXmlDocument::~CXmlDocument()
+{
+    CXmlDocument::Cleanup();
+}
+
+void CXmlDocument::Cleanup()
+{
+    delete m_pDocElement;
+    m_pDocElement = nullptr;
+    delete[] m_pBuffer;
+    m_pBuffer = nullptr;
+    m_dwBufferLen = 0;
+    m_pElementStack.clear();
+    m_aliasToNamespace.clear();
+    m_namespaces.clear();
+}
+
+const std::string* CXmlDocument::InternNamespace(const char* lpNamespace) const
+{
+    return &*m_namespaces.insert(lpNamespace).first;
+}
+
+// ---- loaders ----
+
+void CXmlDocument::TakeBuffer(const unsigned char* pData, uint32_t dwLen)
+{
+    m_pBuffer = new unsigned char[dwLen];
+    std::memcpy(m_pBuffer, pData, dwLen);
+    m_dwBufferLen = dwLen;
+}
+
+void CXmlDocument::LoadXml(const char* lpXml)
+{
+    Cleanup();
+    size_t nLen = lpXml ? std::strlen(lpXml) : 0;
+    if (nLen == 0)
+        throw CKrException("XML String is empty!");
+    if (nLen > 0xFFFFFFFFu)
+        throw CKrException("XML String is too long");
+    TakeBuffer(reinterpret_cast<const unsigned char*>(lpXml), static_cast<uint32_t>(nLen));
+    ParseText();
+}
+
+void CXmlDocument::LoadXml(const unsigned short* lpXml)
+{
+    Cleanup();
+    size_t nUnits = 0;
+    if (lpXml)
+        while (lpXml[nUnits])
+            ++nUnits;
+    if (nUnits == 0)
+        throw CKrException("XML String is empty!");
+    if (nUnits > (0xFFFFFFFFu - 2) / 2)
+        throw CKrException("XML String is too long");
+    // A byte order mark in front tells Expat the text is UTF-16 little-endian.
+    m_dwBufferLen = static_cast<uint32_t>(nUnits * 2 + 2);
+    m_pBuffer = new unsigned char[m_dwBufferLen];
+    m_pBuffer[0] = 0xFF;
+    m_pBuffer[1] = 0xFE;
+    for (size_t i = 0; i < nUnits; ++i)
+    {
+        m_pBuffer[2 + 2 * i] = static_cast<unsigned char>(lpXml[i] & 0xFF);
+        m_pBuffer[3 + 2 * i] = static_cast<unsigned char>(lpXml[i] >> 8);
+    }
+    ParseText();
+}
+
+void CXmlDocument::LoadXmlStream(unsigned char* const pData, uint32_t dwLen)
+{
+    Cleanup();
+    if (dwLen == 0 || !pData)
+        throw CKrException("XML Stream is empty!");
+    TakeBuffer(pData, dwLen);
+    Parse();
+}
+
+void CXmlDocument::Load(const char* lpFileName)
+{
+    Cleanup();
+    const char* lpName = lpFileName ? lpFileName : "";
+    Platform::FileHandle hFile;
+    uint32_t dwError = Platform::OpenFileForRead(lpName, hFile);
+    if (dwError)
+        throw CKrException(FormatString("Failed to open the file [%s] Error [0x%08x]", lpName, dwError));
+    uint32_t dwSize = 0;
+    dwError = Platform::GetFileSize32(hFile, dwSize);
+    if (dwError)
+    {
+        Platform::CloseFile(hFile);
+        throw CKrException(FormatString("Failed to get the size of the file [%s] Error [0x%08x]", lpName, dwError));
+    }
+    m_pBuffer = new unsigned char[dwSize ? dwSize : 1];
+    m_dwBufferLen = dwSize;
+    uint32_t dwRead = 0;
+    dwError = Platform::ReadFile(hFile, m_pBuffer, dwSize, dwRead);
+    Platform::CloseFile(hFile);
+    if (dwError || dwRead != dwSize)
+        throw CKrException(FormatString("Failed to read the contents of the file [%s] Error [0x%08x]", lpName,
+                                        dwError ? dwError : 0x26u /* reached the end early */));
+    Parse();
+}
+
+void CXmlDocument::Parse()
+{
+    ParseText();
+}
+
+void CXmlDocument::ParseText()
+{
+    CExpatReader reader(*this);
+    reader.Init();
+    reader.Parse(true);
+}
+
+// ---- namespaces ----
+
+std::string CXmlDocument::LookupNamespaceFromAlias(const char* lpAlias) const
+{
+    auto it = m_aliasToNamespace.find(lpAlias ? lpAlias : "");
+    return it == m_aliasToNamespace.end() ? std::string() : it->second;
+}
+
+std::string CXmlDocument::LookupAliasFromNamespace(const char* lpNamespace) const
+{
+    const char* lpKey = lpNamespace ? lpNamespace : "";
+    for (const auto& entry : m_aliasToNamespace)
+        if (entry.second == lpKey)
+            return entry.first;
+    return std::string();
+}
+
+// ---- filling ----
+
+CXmlElement* CXmlDocument::AddDocElement(const char* lpNamespace, const char* lpName)
+{
+    assert(m_pDocElement == nullptr);
+    m_pDocElement = new CXmlElement(this, nullptr);
+    m_pDocElement->m_strLocalName = lpName ? lpName : "";
+    if (lpNamespace && *lpNamespace)
+        m_pDocElement->m_pNamespaceURI = InternNamespace(lpNamespace);
+    m_pElementStack.push_back(m_pDocElement);
+    return m_pDocElement;
+}
+
+CXmlElement* CXmlDocument::AddChildElement(const char* lpNamespace, const char* lpName)
+{
+    assert(!m_pElementStack.empty());
+    CXmlElement* pChild = m_pElementStack.back()->CreateNewChildElement();
+    pChild->m_strLocalName = lpName ? lpName : "";
+    if (lpNamespace && *lpNamespace)
+        pChild->m_pNamespaceURI = InternNamespace(lpNamespace);
+    m_pElementStack.push_back(pChild);
+    return pChild;
+}
+
+void CXmlDocument::EndElement()
+{
+    assert(!m_pElementStack.empty());
+    CXmlElement* pClosed = m_pElementStack.back();
+    m_pElementStack.pop_back();
+    if (!m_pfnElementEnd || !m_pfnElementEnd(pClosed))
+        return;
+    if (m_pElementStack.empty())
+    {
+        // The root was consumed as well: the document is left empty, never dangling.
+        assert(pClosed == m_pDocElement);
+        m_pDocElement = nullptr;
+        delete pClosed;
+        return;
+    }
+    CXmlElement* pDetached = m_pElementStack.back()->RemoveLastChildElement();
+    assert(pDetached == pClosed);
+    delete pDetached;
+}
+
+void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const std::string& strLocalName,
+                                       const std::string& strValue, const std::string& strNamespace)
+{
+    pElement->AddAttribute(strLocalName, strValue, strNamespace);
+}
+
+void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen)
+{
+    // Up to dwLen bytes or the first zero byte; every character 13 is left out.
+    const char* p = lpText;
+    const char* pEnd = lpText + dwLen;
+    const char* pZero = static_cast<const char*>(std::memchr(p, 0, dwLen));
+    if (pZero)
+        pEnd = pZero;
+    while (p < pEnd)
+    {
+        const char* pCR = static_cast<const char*>(std::memchr(p, '\r', static_cast<size_t>(pEnd - p)));
+        const char* pRunEnd = pCR ? pCR : pEnd;
+        if (pRunEnd > p)
+            pElement->AppendText(p, static_cast<int>(pRunEnd - p));
+        p = pCR ? pCR + 1 : pEnd;
+    }
+}
+
+void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText)
+{
+    AppendTextExcludingCR(pElement, lpText, static_cast<uint32_t>(std::strlen(lpText)));
+}
+
+} // namespace KrXmlLib16

@@ -1,0 +1,94 @@
+// The read-only tree of one input document, and the loaders that fill it.
+#ifndef KRXMLLIB_XMLDOCUMENT_H
+#define KRXMLLIB_XMLDOCUMENT_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "memoryleakhelp.h"
+#include "platform.h"
+#include "xmlelement.h"
+#include "xmlenums.h"
+
+namespace KrXmlLib16 {
+
+class CSerializationContext;
+class CExpatReader;
+
+class CXmlDocument : public CInstanceMonitor
+{
+    friend class CExpatReader;
+    friend class CXmlElement;
+
+public:
+    // Called with each element as it closes. Answering true detaches and frees the element,
+    // so that a caller can consume a huge document in constant memory. For the root, true
+    // frees it as well and leaves the document empty.
+    typedef bool (*ElementEndCallback)(CXmlElement* pElement);
+
+    CXmlDocument();
+    explicit CXmlDocument(const CSerializationContext& ctx);
+    explicit CXmlDocument(ElementEndCallback pfnElementEnd);
+    CXmlDocument(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
+    virtual ~CXmlDocument();
+    CXmlDocument(const CXmlDocument&) = delete;
+    CXmlDocument& operator=(const CXmlDocument&) = delete;
+
+    CXmlElement* GetDocumentElement() const { return m_pDocElement; }
+
+    void Load(const char* lpFileName);
+    void LoadXmlStream(unsigned char* const pData, uint32_t dwLen);
+    void LoadXml(const char* lpXml);
+    void LoadXml(const unsigned short* lpXml);
+
+    // The URI of a prefix seen in the document, or an empty string.
+    std::string LookupNamespaceFromAlias(const char* lpAlias) const;
+    // The first prefix in key order bound to this URI, or an empty string.
+    std::string LookupAliasFromNamespace(const char* lpNamespace) const;
+
+    const CSerializationContext& GetContext() const { return *m_pContext; }
+
+    // ---- for the classes that fill a document ----
+    CXmlElement* AddDocElement(const char* lpNamespace, const char* lpName);
+    CXmlElement* AddChildElement(const char* lpNamespace, const char* lpName);
+    void EndElement();
+    void AddNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace)
+    {
+        m_aliasToNamespace[strAlias] = strNamespace;
+    }
+    static void AddElementAttribute(CXmlElement* pElement, const std::string& strLocalName, const std::string& strValue,
+                                    const std::string& strNamespace);
+    static void AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen);
+    static void AppendTextExcludingCR(CXmlElement* pElement, const char* lpText);
+    CXmlElement* GetCurrentElement() const { return m_pElementStack.empty() ? nullptr : m_pElementStack.back(); }
+
+protected:
+    virtual void Cleanup();
+
+    // Bytes in m_pBuffer: later formats (compressed, binary) are recognised in front of the
+    // text parser.
+    void Parse();
+    void ParseText();
+
+private:
+    void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
+    void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
+    const std::string* InternNamespace(const char* lpNamespace) const;
+
+    CXmlElement* m_pDocElement;
+    std::vector<CXmlElement*> m_pElementStack;
+    std::map<std::string, std::string> m_aliasToNamespace;
+    unsigned char* m_pBuffer;
+    uint32_t m_dwBufferLen;
+    SchemaType m_eSchemaType;
+    ElementEndCallback m_pfnElementEnd;
+    const CSerializationContext* m_pContext;
+    mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
+};
+
+} // namespace KrXmlLib16
+
+#endif

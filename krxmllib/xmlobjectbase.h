@@ -1,0 +1,141 @@
+// The root of every bound object: reference count, element name and the public entry points
+// that read an object from, and write it to, XML text, JSON and Fast Infoset.
+#ifndef KRXMLLIB_XMLOBJECTBASE_H
+#define KRXMLLIB_XMLOBJECTBASE_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "platform.h"
+#include "serializationcontext.h"
+#include "xmlenums.h"
+
+namespace KrXmlLib16 {
+
+class CXmlObjectBase;
+class CXmlElement;
+class CXmlWriter;
+class CElement;
+class CBinaryData;
+
+// An intrusive count, changed only by atomic steps. It is no part of an object's value: a
+// copy starts again at 0.
+class CRefCount
+{
+public:
+    CRefCount() : m_lCount(0) {}
+    CRefCount(const CRefCount&) : m_lCount(0) {}
+    CRefCount& operator=(const CRefCount&) { return *this; }
+
+    int32_t Increment() { return Platform::AtomicIncrement(m_lCount); }
+    int32_t Decrement() { return Platform::AtomicDecrement(m_lCount); }
+    int32_t Get() const { return m_lCount.load(); }
+
+private:
+    std::atomic<int32_t> m_lCount;
+};
+
+class IEventSink
+{
+public:
+    enum MsgType
+    {
+        MsgType_CollectionChange = 0,          // parameter: null
+        MsgType_CollectionAdd = 1,             // the item being added
+        MsgType_CollectionAddComplete = 2,     // the item added
+        MsgType_CollectionRemove = 3,          // pointer to the int index, null for -1
+        MsgType_CollectionRemoveComplete = 4   // pointer to the int index, null for -1
+    };
+
+    virtual void OnEvent(CXmlObjectBase* pSource, MsgType eMsg, void* pParam) = 0;
+
+protected:
+    ~IEventSink() = default;
+};
+
+class CXmlObjectBase : public IEventSink
+{
+public:
+    CXmlObjectBase() = default;
+    CXmlObjectBase(const CXmlObjectBase& other) : IEventSink(other), m_strElementName(other.m_strElementName) {}
+    CXmlObjectBase& operator=(const CXmlObjectBase& other)
+    {
+        m_strElementName = other.m_strElementName;
+        return *this;
+    }
+
+    int32_t AddRef() { return m_refCount.Increment(); }
+    int32_t Release();
+
+protected:
+    void OnEvent(CXmlObjectBase* pSource, IEventSink::MsgType eMsg, void* pParam) override;
+
+public:
+    virtual CXmlObjectBase* GetBase() = 0;
+    const CXmlObjectBase* GetBase() const { return const_cast<CXmlObjectBase*>(this)->GetBase(); }
+
+    // ---- writing ----
+    virtual void ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding,
+                           EOLType eEOL, const CSerializationContext& ctx, CompressionType eCompression) const;
+    virtual void ToFastInfosetFile(const char* lpFileName, FInfoDecl eDecl, const CSerializationContext& ctx,
+                                   CompressionType eCompression) const;
+    virtual void ToJsonFile(const char* lpFileName, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                            const CSerializationContext& ctx, CompressionType eCompression) const;
+    virtual std::string ToXml(bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
+                              const CSerializationContext& ctx) const;
+    virtual std::string ToJson(bool bFormatted, EOLType eEOL, const CSerializationContext& ctx) const;
+    virtual CBinaryData ToXmlStream(bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                                    const CSerializationContext& ctx, CompressionType eCompression) const;
+    virtual CBinaryData ToFastInfosetStream(FInfoDecl eDecl, const CSerializationContext& ctx,
+                                            CompressionType eCompression) const;
+    virtual CBinaryData ToJsonStream(bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                                     const CSerializationContext& ctx, CompressionType eCompression) const;
+
+    // ---- reading ----
+    virtual void FromXmlFile(const char* lpFileName, const CSerializationContext& ctx);
+    virtual void FromJsonFile(const char* lpFileName, const CSerializationContext& ctx);
+    virtual void FromXml(const unsigned short* lpXml, const CSerializationContext& ctx);
+    virtual void FromXml(const char* lpXml, const CSerializationContext& ctx);
+    virtual void FromJson(const unsigned short* lpJson, const CSerializationContext& ctx);
+    virtual void FromJson(const char* lpJson, const CSerializationContext& ctx);
+    virtual void FromXmlStream(const CBinaryData& data, const CSerializationContext& ctx);
+    virtual void FromXmlStream(unsigned char* const pData, uint32_t dwLen, const CSerializationContext& ctx);
+    virtual void FromJsonStream(const CBinaryData& data, const CSerializationContext& ctx);
+    virtual void FromJsonStream(unsigned char* const pData, uint32_t dwLen, const CSerializationContext& ctx);
+    virtual void FromXmlElement(const CElement* pElement, const CSerializationContext& ctx);
+    virtual void FromXmlElement(const CXmlElement* pElement, const CSerializationContext& ctx);
+
+protected:
+    // Objects die through Release.
+    virtual ~CXmlObjectBase() = default;
+
+    virtual std::string GetTargetNamespace() const = 0;
+
+public:
+    virtual std::string GetNamespace() const = 0;
+
+protected:
+    virtual void AttributesToXml_Int(CXmlWriter* pWriter, const CSerializationContext& ctx) const;
+    virtual void ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespace, const CSerializationContext& ctx,
+                           bool bOptionalChoice) const = 0;
+    // Reads the object from pElement; returns the first child not consumed.
+    virtual CXmlElement* FromXml_Int(CXmlElement* pElement, CXmlElement* pFirstChild, const CSerializationContext& ctx,
+                                     bool bOptionalChoice) = 0;
+
+    std::string GetElementName() const { return m_strElementName; }
+    void SetElementName(const char* lpName) { m_strElementName = lpName ? lpName : ""; }
+    static void SetElementName(CXmlObjectBase* pObject, const char* lpName) { pObject->SetElementName(lpName); }
+
+private:
+    // Shared tail of every byte and file reader: the document is loaded, the tree walked.
+    template <typename LoadFn>
+    void ReadThroughDocument(const CSerializationContext& ctx, LoadFn load);
+
+    std::string m_strElementName;
+    CRefCount m_refCount;
+};
+
+} // namespace KrXmlLib16
+
+#endif

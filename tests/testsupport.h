@@ -1,0 +1,47 @@
+// Helpers shared by the test programs.
+#ifndef KRXML_TESTSUPPORT_H
+#define KRXML_TESTSUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "krexception.h"
+
+namespace KrXmlTest {
+
+// A file name in a fresh temporary directory of this test process.
+std::string TempPath(const std::string& strName);
+std::string ReadFileBytes(const std::string& strPath);
+void WriteFileBytes(const std::string& strPath, const std::string& strBytes);
+
+// Collects everything sent to the library's debug output while it lives.
+class DebugCapture
+{
+public:
+    DebugCapture();
+    ~DebugCapture();
+    std::string Text() const;
+};
+
+} // namespace KrXmlTest
+
+// Runs stmt and expects a throw of exactly the given class with the given message.
+#define EXPECT_KR_THROW(stmt, ExType, message)                                                      \
+    do                                                                                              \
+    {                                                                                               \
+        bool bCaught_ = false;                                                                      \
+        try                                                                                         \
+        {                                                                                           \
+            stmt;                                                                                   \
+        }                                                                                           \
+        catch (const KrXmlLib16::CKrException& e_)                                                  \
+        {                                                                                           \
+            bCaught_ = true;                                                                        \
+            EXPECT_EQ(std::string(message), e_.GetMessage());                                       \
+            EXPECT_TRUE(typeid(e_) == typeid(ExType)) << "thrown as " << typeid(e_).name();         \
+        }                                                                                           \
+        EXPECT_TRUE(bCaught_) << "no exception from " #stmt;                                        \
+    } while (0)
+
+#endif
