@@ -70,8 +70,10 @@ void CExpatReader::Parse(bool bIsFinal)
 void CExpatReader::Parse(const unsigned char* pData, uint32_t dwLen, bool bIsFinal)
 {
     assert(m_parser);
-    // Expat takes an int length; larger inputs go in slices.
-    const uint32_t kSlice = 0x40000000;
+    // Expat copies what it is given into a buffer of its own. A consumer that drops elements
+    // as they close wants flat memory, so it gets slices; a whole tree costs several times the
+    // input anyway, and one piece parses faster. Expat takes an int length, hence the cap.
+    const uint32_t kSlice = m_doc.m_pfnElementEnd ? 256 * 1024 : 0x40000000;
     for (;;)
     {
         uint32_t dwPiece = dwLen > kSlice ? kSlice : dwLen;
@@ -105,43 +107,39 @@ const char* CExpatReader::ToLocal(const char* lpText, size_t nLen, std::string& 
     return strScratch.c_str();
 }
 
-void CExpatReader::SplitName(const char* lpName, std::string& strNamespace, std::string& strLocal)
+void CExpatReader::SplitName(const char* lpName, Span& ns, Span& local)
 {
     // Split before converting: in UTF-8 the separator can't be part of another character,
     // which a legacy multi-byte code page doesn't promise.
     size_t nLen = std::strlen(lpName);
     const char* pBar = m_bNamespaces ? static_cast<const char*>(std::memchr(lpName, '|', nLen)) : nullptr;
-    size_t nNs = pBar ? static_cast<size_t>(pBar - lpName) : 0;
-    const char* lpLocalPart = pBar ? pBar + 1 : lpName;
-    size_t nLocalPart = pBar ? nLen - nNs - 1 : nLen;
-    size_t nOut;
     if (pBar)
     {
-        const char* p = ToLocal(lpName, nNs, m_strScratch, nOut);
-        strNamespace.assign(p, nOut);
+        size_t nNs = static_cast<size_t>(pBar - lpName);
+        ns.p = ToLocal(lpName, nNs, m_strNamespace, ns.n);
+        local.p = ToLocal(pBar + 1, nLen - nNs - 1, m_strLocal, local.n);
     }
     else
-        strNamespace.clear();
-    const char* p = ToLocal(lpLocalPart, nLocalPart, m_strScratch, nOut);
-    strLocal.assign(p, nOut);
+    {
+        ns.p = "";
+        ns.n = 0;
+        local.p = ToLocal(lpName, nLen, m_strLocal, local.n);
+    }
 }
 
 void CExpatReader::StartElement(void* pUserData, const char* lpName, const char** ppAttributes)
 {
     CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
     assert(pThis != 0);
-    CXmlDocument& doc = pThis->m_doc;
-    pThis->SplitName(lpName, pThis->m_strNamespace, pThis->m_strLocal);
-    CXmlElement* pElement = doc.m_pDocElement
-                                ? doc.AddChildElement(pThis->m_strNamespace.c_str(), pThis->m_strLocal.c_str())
-                                : doc.AddDocElement(pThis->m_strNamespace.c_str(), pThis->m_strLocal.c_str());
+    Span ns, local;
+    pThis->SplitName(lpName, ns, local);
+    CXmlElement* pElement = pThis->m_doc.AddElement(ns.p, ns.n, local.p, local.n);
     for (const char** pp = ppAttributes; *pp; pp += 2)
     {
-        pThis->SplitName(pp[0], pThis->m_strNamespace, pThis->m_strLocal);
+        pThis->SplitName(pp[0], ns, local);
         size_t nValueLen = std::strlen(pp[1]);
-        const char* lpValue = pThis->ToLocal(pp[1], nValueLen, pThis->m_strScratch, nValueLen);
-        pThis->m_strValue.assign(lpValue, nValueLen);
-        CXmlDocument::AddElementAttribute(pElement, pThis->m_strLocal, pThis->m_strValue, pThis->m_strNamespace);
+        const char* lpValue = pThis->ToLocal(pp[1], nValueLen, pThis->m_strValue, nValueLen);
+        CXmlDocument::AddElementAttribute(pElement, local.p, local.n, lpValue, nValueLen, ns.p, ns.n);
     }
 }
 

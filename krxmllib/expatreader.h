@@ -40,7 +40,14 @@ private:
     // The text in the local code page: the bytes themselves when no conversion is needed,
     // else a conversion into strScratch.
     const char* ToLocal(const char* lpText, size_t nLen, std::string& strScratch, size_t& nOutLen);
-    void SplitName(const char* lpName, std::string& strNamespace, std::string& strLocal);
+    struct Span
+    {
+        const char* p;
+        size_t n;
+    };
+    // Splits "uri|local" and brings both parts to the local code page; the spans point into
+    // the input or into m_strNamespace / m_strLocal.
+    void SplitName(const char* lpName, Span& ns, Span& local);
     void Free();
 
     CXmlDocument& m_doc;
@@ -50,7 +57,7 @@ private:
     bool m_bConvert;      // the local code page isn't UTF-8 and ASCIIOnly is off
     bool m_bNamespaces;   // names arrive as "uri|local"
     // Reused for every callback, so that names and values need no allocation once warm.
-    std::string m_strNamespace, m_strLocal, m_strValue, m_strText, m_strScratch;
+    std::string m_strNamespace, m_strLocal, m_strValue, m_strText;
 };
 
 } // namespace KrXmlLib16

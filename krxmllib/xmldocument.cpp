@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cstring>
+#include <new>
 
 #include "expatreader.h"
 #include "functions.h"
@@ -48,7 +49,8 @@ CXmlDocument::~CXmlDocument()
 
 void CXmlDocument::Cleanup()
 {
-    delete m_pDocElement;
+    if (m_pDocElement)
+        DeleteElement(m_pDocElement);
     m_pDocElement = nullptr;
     delete[] m_pBuffer;
     m_pBuffer = nullptr;
@@ -56,11 +58,52 @@ void CXmlDocument::Cleanup()
     m_pElementStack.clear();
     m_aliasToNamespace.clear();
     m_namespaces.clear();
+    m_pLastNamespace = nullptr;
+    m_elementPool.ReleaseAll();
+    m_attributePool.ReleaseAll();
 }
 
-const std::string* CXmlDocument::InternNamespace(const char* lpNamespace) const
+const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t nLen) const
 {
-    return &*m_namespaces.insert(lpNamespace).first;
+    if (m_pLastNamespace && m_pLastNamespace->size() == nLen && std::memcmp(m_pLastNamespace->data(), lpNamespace, nLen) == 0)
+        return m_pLastNamespace;
+    m_pLastNamespace = &*m_namespaces.insert(std::string(lpNamespace, nLen)).first;
+    return m_pLastNamespace;
+}
+
+// Under AddressSanitizer the nodes come from the heap one by one, so that a stale pointer
+// into the tree is still caught.
+#if defined(__SANITIZE_ADDRESS__)
+#define KRXML_NODE_ALLOC(pool, size) ::operator new(size)
+#define KRXML_NODE_FREE(pool, p) ::operator delete(p)
+#else
+#define KRXML_NODE_ALLOC(pool, size) (pool).Allocate()
+#define KRXML_NODE_FREE(pool, p) (pool).Free(p)
+#endif
+
+CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent) const
+{
+    void* p = KRXML_NODE_ALLOC(m_elementPool, sizeof(CXmlElement));
+    return new (p) CXmlElement(this, pParent);
+}
+
+void CXmlDocument::DeleteElement(CXmlElement* pElement) const
+{
+    pElement->~CXmlElement();
+    KRXML_NODE_FREE(m_elementPool, pElement);
+}
+
+CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const std::string& strLocalName,
+                                          const std::string& strValue, const std::string& strNamespace) const
+{
+    void* p = KRXML_NODE_ALLOC(m_attributePool, sizeof(CXmlAttribute));
+    return new (p) CXmlAttribute(pElement, strLocalName, strValue, strNamespace);
+}
+
+void CXmlDocument::DeleteAttribute(CXmlAttribute* pAttribute) const
+{
+    pAttribute->~CXmlAttribute();
+    KRXML_NODE_FREE(m_attributePool, pAttribute);
 }
 
 // ---- loaders ----
@@ -174,26 +217,35 @@ std::string CXmlDocument::LookupAliasFromNamespace(const char* lpNamespace) cons
 
 // ---- filling ----
 
+CXmlElement* CXmlDocument::AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName)
+{
+    CXmlElement* pElement;
+    if (!m_pDocElement)
+        pElement = m_pDocElement = NewElement(nullptr);
+    else
+    {
+        assert(!m_pElementStack.empty());
+        pElement = m_pElementStack.back()->CreateNewChildElement();
+    }
+    pElement->m_strLocalName.assign(pName, nName);
+    if (nNamespace)
+        pElement->m_pNamespaceURI = InternNamespace(pNamespace, nNamespace);
+    m_pElementStack.push_back(pElement);
+    return pElement;
+}
+
 CXmlElement* CXmlDocument::AddDocElement(const char* lpNamespace, const char* lpName)
 {
     assert(m_pDocElement == nullptr);
-    m_pDocElement = new CXmlElement(this, nullptr);
-    m_pDocElement->m_strLocalName = lpName ? lpName : "";
-    if (lpNamespace && *lpNamespace)
-        m_pDocElement->m_pNamespaceURI = InternNamespace(lpNamespace);
-    m_pElementStack.push_back(m_pDocElement);
-    return m_pDocElement;
+    return AddElement(lpNamespace ? lpNamespace : "", lpNamespace ? std::strlen(lpNamespace) : 0, lpName ? lpName : "",
+                      lpName ? std::strlen(lpName) : 0);
 }
 
 CXmlElement* CXmlDocument::AddChildElement(const char* lpNamespace, const char* lpName)
 {
-    assert(!m_pElementStack.empty());
-    CXmlElement* pChild = m_pElementStack.back()->CreateNewChildElement();
-    pChild->m_strLocalName = lpName ? lpName : "";
-    if (lpNamespace && *lpNamespace)
-        pChild->m_pNamespaceURI = InternNamespace(lpNamespace);
-    m_pElementStack.push_back(pChild);
-    return pChild;
+    assert(m_pDocElement != nullptr);
+    return AddElement(lpNamespace ? lpNamespace : "", lpNamespace ? std::strlen(lpNamespace) : 0, lpName ? lpName : "",
+                      lpName ? std::strlen(lpName) : 0);
 }
 
 void CXmlDocument::EndElement()
@@ -208,12 +260,12 @@ void CXmlDocument::EndElement()
         // The root was consumed as well: the document is left empty, never dangling.
         assert(pClosed == m_pDocElement);
         m_pDocElement = nullptr;
-        delete pClosed;
+        DeleteElement(pClosed);
         return;
     }
     CXmlElement* pDetached = m_pElementStack.back()->RemoveLastChildElement();
     assert(pDetached == pClosed);
-    delete pDetached;
+    DeleteElement(pDetached);
 }
 
 void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const std::string& strLocalName,
@@ -222,22 +274,38 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const std::string&
     pElement->AddAttribute(strLocalName, strValue, strNamespace);
 }
 
+void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                       const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
+{
+    pElement->m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
+    CXmlAttribute* pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+    pElement->m_attributes.back() = pAttr;
+    pAttr->m_strLocalName.assign(pLocalName, nLocalName);
+    pAttr->m_strValue.assign(pValue, nValue);
+    pAttr->m_strNamespaceURI.assign(pNamespace, nNamespace);
+}
+
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen)
 {
-    // Up to dwLen bytes or the first zero byte; every character 13 is left out.
+    // Up to dwLen bytes or the first zero byte; every character 13 is left out. One pass
+    // finds both, and runs between them are appended whole.
     const char* p = lpText;
     const char* pEnd = lpText + dwLen;
-    const char* pZero = static_cast<const char*>(std::memchr(p, 0, dwLen));
-    if (pZero)
-        pEnd = pZero;
-    while (p < pEnd)
+    const char* pRun = p;
+    for (; p < pEnd; ++p)
     {
-        const char* pCR = static_cast<const char*>(std::memchr(p, '\r', static_cast<size_t>(pEnd - p)));
-        const char* pRunEnd = pCR ? pCR : pEnd;
-        if (pRunEnd > p)
-            pElement->AppendText(p, static_cast<int>(pRunEnd - p));
-        p = pCR ? pCR + 1 : pEnd;
+        char c = *p;
+        if (c == '\r' || c == 0)
+        {
+            if (p > pRun)
+                pElement->AppendText(pRun, static_cast<int>(p - pRun));
+            if (c == 0)
+                return;
+            pRun = p + 1;
+        }
     }
+    if (p > pRun)
+        pElement->AppendText(pRun, static_cast<int>(p - pRun));
 }
 
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText)

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "memoryleakhelp.h"
+#include "nodepool.h"
 #include "platform.h"
 #include "xmlelement.h"
 #include "xmlenums.h"
@@ -61,6 +62,8 @@ public:
     }
     static void AddElementAttribute(CXmlElement* pElement, const std::string& strLocalName, const std::string& strValue,
                                     const std::string& strNamespace);
+    static void AddElementAttribute(CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                    const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace);
     static void AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen);
     static void AppendTextExcludingCR(CXmlElement* pElement, const char* lpText);
     CXmlElement* GetCurrentElement() const { return m_pElementStack.empty() ? nullptr : m_pElementStack.back(); }
@@ -76,7 +79,15 @@ protected:
 private:
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
-    const std::string* InternNamespace(const char* lpNamespace) const;
+    const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
+    // The root if there is none yet, else a child of the open element; names as byte runs.
+    CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);
+    // Nodes live in the document's pools; these are the only places that make and free them.
+    CXmlElement* NewElement(const CXmlElement* pParent) const;
+    void DeleteElement(CXmlElement* pElement) const;
+    CXmlAttribute* NewAttribute(const CXmlElement* pElement, const std::string& strLocalName,
+                                const std::string& strValue, const std::string& strNamespace) const;
+    void DeleteAttribute(CXmlAttribute* pAttribute) const;
 
     CXmlElement* m_pDocElement;
     std::vector<CXmlElement*> m_pElementStack;
@@ -87,6 +98,9 @@ private:
     ElementEndCallback m_pfnElementEnd;
     const CSerializationContext* m_pContext;
     mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
+    mutable const std::string* m_pLastNamespace = nullptr;  // the common case: same as before
+    mutable CNodePool m_elementPool{sizeof(CXmlElement)};
+    mutable CNodePool m_attributePool{sizeof(CXmlAttribute)};
 };
 
 } // namespace KrXmlLib16

@@ -76,7 +76,7 @@ CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pPare
 CXmlElement::~CXmlElement()
 {
     for (CXmlAttribute* pAttr : m_attributes)
-        delete pAttr;
+        m_pDocument->DeleteAttribute(pAttr);
     // Free the subtree without recursion: a node's children are spliced in front of the work
     // list before the node goes, so that every node is deleted childless and the depth of the
     // document never reaches the stack.
@@ -92,7 +92,7 @@ CXmlElement::~CXmlElement()
             pWork = p->m_pFirstChild;
             p->m_pFirstChild = p->m_pLastChild = nullptr;
         }
-        delete p;
+        m_pDocument->DeleteElement(p);
     }
 }
 
@@ -123,7 +123,7 @@ void CXmlElement::AppendText(const char* lpText, int iLen)
 
 CXmlElement* CXmlElement::CreateNewChildElement()
 {
-    CXmlElement* pChild = new CXmlElement(m_pDocument, this);
+    CXmlElement* pChild = m_pDocument->NewElement(this);
     if (m_pLastChild)
     {
         m_pLastChild->m_pNextSibling = pChild;
@@ -139,16 +139,12 @@ void CXmlElement::AddAttribute(const std::string& strLocalName, const std::strin
                                const std::string& strNamespace)
 {
     m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
-    m_attributes.back() = new CXmlAttribute(this, strLocalName, strValue, strNamespace);
+    m_attributes.back() = m_pDocument->NewAttribute(this, strLocalName, strValue, strNamespace);
 }
 
 void CXmlElement::SetNamespace(const std::string& strNamespace)
 {
-    m_pNamespaceURI = strNamespace.empty() ? &s_strEmpty
-                      : m_pDocument     ? m_pDocument->InternNamespace(strNamespace.c_str())
-                                        : nullptr;
-    if (!m_pNamespaceURI)
-        m_pNamespaceURI = &s_strEmpty;
+    m_pNamespaceURI = strNamespace.empty() ? &s_strEmpty : m_pDocument->InternNamespace(strNamespace.data(), strNamespace.size());
 }
 
 CXmlElement* CXmlElement::RemoveLastChildElement()

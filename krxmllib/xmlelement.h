@@ -16,6 +16,7 @@ class CXmlElement;
 class CXmlAttribute : public CInstanceMonitor
 {
     friend class CXmlElement;
+    friend class CXmlDocument;
 
 public:
     const std::string& GetNamespaceURI() const { return m_strNamespaceURI; }

@@ -1,0 +1,418 @@
+#include "testsupport.h"
+
+#include <cstring>
+#include <functional>
+
+#include "krxmllib.h"
+
+using namespace KrXmlLib16;
+using KrXmlTest::TempPath;
+using KrXmlTest::WriteFileBytes;
+
+namespace {
+
+std::vector<unsigned short> Utf16(const std::string& strAscii)
+{
+    std::vector<unsigned short> v(strAscii.begin(), strAscii.end());
+    v.push_back(0);
+    return v;
+}
+
+const CXmlElement* Child(const CXmlElement* p, int i)
+{
+    const CXmlElement* c = p->GetFirstElement();
+    while (c && i-- > 0)
+        c = c->GetNextSiblingElement();
+    return c;
+}
+
+// ---- tree shape ----
+
+TEST(XmlDocument, NamespacesAttributesAndPrefixes)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<a xmlns:p=\"urn:x\" p:b=\"1\" c=\"2\"><p:d/></a>");
+    CXmlElement* pRoot = doc.GetDocumentElement();
+    ASSERT_NE(nullptr, pRoot);
+    EXPECT_EQ("a", pRoot->GetLocalName());
+    EXPECT_EQ("", pRoot->GetNamespaceURI());
+    ASSERT_EQ(2u, pRoot->GetAttributes().size());
+    EXPECT_EQ("b", pRoot->GetAttributes()[0]->GetLocalName());
+    EXPECT_EQ("urn:x", pRoot->GetAttributes()[0]->GetNamespaceURI());
+    EXPECT_EQ("1", pRoot->GetAttribute("b", "urn:x"));
+    EXPECT_EQ("", pRoot->GetAttribute("b", ""));
+    EXPECT_EQ("2", pRoot->GetAttribute("c", ""));
+    EXPECT_EQ("urn:x", doc.LookupNamespaceFromAlias("p"));
+    EXPECT_EQ("p", doc.LookupAliasFromNamespace("urn:x"));
+    EXPECT_EQ("", doc.LookupNamespaceFromAlias("zz"));
+    EXPECT_EQ("/a/p:@b", pRoot->GetAttributes()[0]->GetXPath());
+    EXPECT_EQ("/a/p:d", Child(pRoot, 0)->GetXPath());
+    EXPECT_EQ("urn:x", Child(pRoot, 0)->GetNamespaceURI());
+}
+
+TEST(XmlDocument, NoNamespacesKeepsPrefixesInNames)
+{
+    CSerializationContext ctx;
+    ctx.SetSchemaType(SchemaType_NoNamespaces);
+    CXmlDocument doc(ctx);
+    doc.LoadXml("<a xmlns:p=\"urn:x\" p:b=\"1\"/>");
+    const CXmlElement* pRoot = doc.GetDocumentElement();
+    ASSERT_EQ(2u, pRoot->GetAttributes().size());
+    EXPECT_EQ("xmlns:p", pRoot->GetAttributes()[0]->GetLocalName());
+    EXPECT_EQ("p:b", pRoot->GetAttributes()[1]->GetLocalName());
+    EXPECT_EQ("", pRoot->GetAttributes()[1]->GetNamespaceURI());
+    EXPECT_EQ("", doc.LookupNamespaceFromAlias("p"));
+}
+
+TEST(XmlDocument, XPathPredicatesCountLikeNamedSiblings)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<r><a/><b/><a><c/></a></r>");
+    const CXmlElement* pRoot = doc.GetDocumentElement();
+    EXPECT_EQ("/r", pRoot->GetXPath());
+    EXPECT_EQ("/r/a[1]", Child(pRoot, 0)->GetXPath());
+    EXPECT_EQ("/r/b", Child(pRoot, 1)->GetXPath());
+    EXPECT_EQ("/r/a[2]/c", Child(Child(pRoot, 2), 0)->GetXPath());
+}
+
+TEST(XmlDocument, TextIsJoinedAndCarriageReturnsDrop)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<r>one<x/>two<!-- c -->three&#13;four\r\nfive</r>");
+    EXPECT_EQ("onetwothreefour\nfive", doc.GetDocumentElement()->GetText());
+    std::string strLong(100000, 'z');
+    doc.LoadXml(("<r>" + strLong + "</r>").c_str());
+    EXPECT_EQ(strLong, doc.GetDocumentElement()->GetText());
+}
+
+TEST(XmlDocument, CdataStrippedOrKept)
+{
+    CXmlDocument plain;
+    plain.LoadXml("<a><![CDATA[<x>]]></a>");
+    EXPECT_EQ("<x>", plain.GetDocumentElement()->GetText());
+    CSerializationContext ctx;
+    ctx.SetStripCDATA(false);
+    CXmlDocument kept(ctx);
+    kept.LoadXml("<a>t<![CDATA[<x>]]></a>");
+    EXPECT_EQ("t<![CDATA[<x>]]>", kept.GetDocumentElement()->GetText());
+}
+
+TEST(XmlDocument, NilAndNamespaceAttributes)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<a xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xsi:nil=\"true\" xsi:type=\"t\" "
+                "xsi:other=\"1\"/>");
+    const auto& attrs = doc.GetDocumentElement()->GetAttributes();
+    ASSERT_EQ(3u, attrs.size());
+    EXPECT_TRUE(attrs[0]->IsNilAttribute());
+    EXPECT_FALSE(attrs[0]->IsNamespaceAttribute());
+    EXPECT_TRUE(attrs[1]->IsNamespaceAttribute());
+    EXPECT_FALSE(attrs[2]->IsNamespaceAttribute());
+    EXPECT_FALSE(attrs[2]->IsNilAttribute());
+}
+
+TEST(XmlDocument, SecondLoadLeavesNothingOfTheFirst)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<a xmlns:p=\"urn:p\"><p:b/><c>t</c></a>");
+    doc.LoadXml("<z/>");
+    const CXmlElement* pRoot = doc.GetDocumentElement();
+    EXPECT_EQ("z", pRoot->GetLocalName());
+    EXPECT_EQ(nullptr, pRoot->GetFirstElement());
+    EXPECT_EQ("", pRoot->GetText());
+    EXPECT_EQ("", doc.LookupNamespaceFromAlias("p"));
+    // A failed load leaves no tree of the earlier one either.
+    EXPECT_THROW(doc.LoadXml("<broken>"), CKrException);
+    doc.LoadXml("<y/>");
+    EXPECT_EQ("y", doc.GetDocumentElement()->GetLocalName());
+}
+
+TEST(XmlDocument, EncodingsFromDeclarationAndByteOrderMark)
+{
+    CXmlDocument doc;
+    const char latin1[] = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>caf\xE9</a>";
+    doc.LoadXmlStream(reinterpret_cast<unsigned char*>(const_cast<char*>(latin1)), sizeof(latin1) - 1);
+    EXPECT_EQ("caf\xC3\xA9", doc.GetDocumentElement()->GetText());  // local code page is UTF-8
+
+    auto wide = Utf16("<a b=\"x\">\xE9</a>");
+    wide[9] = 0x20AC;  // the euro sign as one 16-bit unit
+    doc.LoadXml(wide.data());
+    EXPECT_EQ("\xE2\x82\xAC", doc.GetDocumentElement()->GetText());
+
+    EXPECT_KR_THROW(doc.LoadXml(Utf16("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a/>").data()), CKrException,
+                    "encoding specified in XML declaration is incorrect at line 1");
+    const char legacy[] = "<?xml version=\"1.0\" encoding=\"x-no-such-charset\"?><a/>";
+    EXPECT_KR_THROW(doc.LoadXmlStream(reinterpret_cast<unsigned char*>(const_cast<char*>(legacy)), sizeof(legacy) - 1),
+                    CKrException, "unknown encoding at line 1");
+}
+
+TEST(XmlDocument, LocalCodePageConversion)
+{
+    SetLocalCharEncoding(1252);
+    CXmlDocument doc;
+    doc.LoadXml("<r\xC3\xA9 a=\"\xE2\x82\xAC\">&#x4E2D;\xC3\xA9</r\xC3\xA9>");
+    SetLocalCharEncoding(0);
+    const CXmlElement* pRoot = doc.GetDocumentElement();
+    EXPECT_EQ("r\xE9", pRoot->GetLocalName());
+    EXPECT_EQ("\x80", pRoot->GetAttribute("a", ""));  // the euro sign in code page 1252
+    EXPECT_EQ("?\xE9", pRoot->GetText());             // a character 1252 lacks becomes '?'
+
+    ASCIIOnly(true);
+    doc.LoadXml("<r>\xC3\xA9</r>");
+    ASCIIOnly(false);
+    EXPECT_EQ("\xC3\xA9", doc.GetDocumentElement()->GetText());
+}
+
+// ---- element-end callback ----
+
+int g_nSeen = 0;
+bool ConsumeAll(CXmlElement*)
+{
+    ++g_nSeen;
+    return true;
+}
+bool ConsumeLeaves(CXmlElement* p)
+{
+    ++g_nSeen;
+    return p->GetParentElm() != nullptr;
+}
+
+TEST(XmlDocument, CallbackConsumesElements)
+{
+    g_nSeen = 0;
+    CXmlDocument doc(&ConsumeLeaves);
+    doc.LoadXml("<r><a>1</a><b><c/></b><a/></r>");
+    EXPECT_EQ(5, g_nSeen);
+    ASSERT_NE(nullptr, doc.GetDocumentElement());
+    EXPECT_EQ(nullptr, doc.GetDocumentElement()->GetFirstElement());
+
+    g_nSeen = 0;
+    CXmlDocument all(&ConsumeAll);
+    all.LoadXml("<r><a/></r>");
+    EXPECT_EQ(2, g_nSeen);
+    EXPECT_EQ(nullptr, all.GetDocumentElement());  // the root was consumed too
+}
+
+// ---- bad input ----
+
+TEST(XmlDocument, EmptyInput)
+{
+    CXmlDocument doc;
+    EXPECT_KR_THROW(doc.LoadXml(""), CKrException, "XML String is empty!");
+    EXPECT_KR_THROW(doc.LoadXml(static_cast<const char*>(nullptr)), CKrException, "XML String is empty!");
+    unsigned short empty16[1] = {0};
+    EXPECT_KR_THROW(doc.LoadXml(empty16), CKrException, "XML String is empty!");
+    unsigned char b = 0;
+    EXPECT_KR_THROW(doc.LoadXmlStream(&b, 0), CKrException, "XML Stream is empty!");
+    std::string strEmptyFile = TempPath("empty.xml");
+    WriteFileBytes(strEmptyFile, "");
+    EXPECT_KR_THROW(doc.Load(strEmptyFile.c_str()), CKrException, "no element found at line 1");
+}
+
+TEST(XmlDocument, MalformedAndTruncated)
+{
+    CXmlDocument doc;
+    EXPECT_KR_THROW(doc.LoadXml("<a>\n<b></a>"), CKrException, "mismatched tag at line 2");
+    EXPECT_KR_THROW(doc.LoadXml("<a><b>text"), CKrException, "no element found at line 1");
+    EXPECT_KR_THROW(doc.LoadXml("just text"), CKrException, "syntax error at line 1");
+    EXPECT_KR_THROW(doc.LoadXml("<a/><b/>"), CKrException, "junk after document element at line 1");
+    EXPECT_KR_THROW(doc.LoadXml("<a x='1' x='2'/>"), CKrException, "duplicate attribute at line 1");
+    EXPECT_KR_THROW(doc.LoadXml("<a>&undefined;</a>"), CKrException, "undefined entity at line 1");
+    const unsigned char bad[] = {'<', 'a', '>', 0xFF, '<', '/', 'a', '>'};
+    EXPECT_KR_THROW(doc.LoadXmlStream(const_cast<unsigned char*>(bad), sizeof(bad)), CKrException,
+                    "not well-formed (invalid token) at line 1");
+}
+
+TEST(XmlDocument, EntityExpansionBombIsRefused)
+{
+    std::string strBomb = "<?xml version=\"1.0\"?><!DOCTYPE l [<!ENTITY l0 \"lollollollollollollollollollol\">";
+    for (int i = 1; i < 10; ++i)
+        strBomb += "<!ENTITY l" + std::to_string(i) + " \"" +
+                   [&] {
+                       std::string s;
+                       for (int k = 0; k < 10; ++k)
+                           s += "&l" + std::to_string(i - 1) + ";";
+                       return s;
+                   }() +
+                   "\">";
+    strBomb += "]><l>&l9;</l>";
+    CXmlDocument doc;
+    try
+    {
+        doc.LoadXml(strBomb.c_str());
+        FAIL() << "the expansion was accepted";
+    }
+    catch (const CKrException& e)
+    {
+        EXPECT_NE(std::string::npos, e.GetMessage().find("amplification")) << e.GetMessage();
+    }
+}
+
+TEST(XmlDocument, ExternalEntitiesAreNeverFetched)
+{
+    std::string strSecret = TempPath("secret.txt");
+    WriteFileBytes(strSecret, "SECRET");
+    std::string strXml = "<!DOCTYPE a [<!ENTITY e SYSTEM \"file://" + strSecret + "\">]><a>&e;</a>";
+    CXmlDocument doc;
+    try
+    {
+        doc.LoadXml(strXml.c_str());
+        EXPECT_EQ(std::string::npos, doc.GetDocumentElement()->GetText().find("SECRET"));
+    }
+    catch (const CKrException&)
+    {
+        // Refusing the reference is as good as skipping it.
+    }
+}
+
+TEST(XmlDocument, DeepNestingNeedsNoStack)
+{
+    const int kDepth = 200000;
+    std::string strXml;
+    strXml.reserve(kDepth * 7 + 16);
+    for (int i = 0; i < kDepth; ++i)
+        strXml += "<e>";
+    strXml += "x";
+    for (int i = 0; i < kDepth; ++i)
+        strXml += "</e>";
+    {
+        CXmlDocument doc;
+        doc.LoadXml(strXml.c_str());
+        const CXmlElement* p = doc.GetDocumentElement();
+        int nDepth = 1;
+        while (p->GetFirstElement())
+        {
+            p = p->GetFirstElement();
+            ++nDepth;
+        }
+        EXPECT_EQ(kDepth, nDepth);
+        EXPECT_EQ("x", p->GetText());
+        EXPECT_EQ(static_cast<size_t>(kDepth) * 2, p->GetXPath().size());
+    }  // destruction of the deep tree
+}
+
+TEST(XmlDocument, FileErrorsCarryTheNameAndCode)
+{
+    CXmlDocument doc;
+    EXPECT_KR_THROW(doc.Load("/nonexistent/dir/x.xml"), CKrException,
+                    "Failed to open the file [/nonexistent/dir/x.xml] Error [0x00000002]");
+    EXPECT_KR_THROW(doc.Load("/tmp"), CKrException, "Failed to open the file [/tmp] Error [0x00000015]");
+}
+
+// ---- an object read by every road ----
+
+class COrder : public CXmlObjectBase
+{
+public:
+    std::string m_strId;
+    std::vector<std::string> m_items;
+    std::string m_strNote;
+
+    CXmlObjectBase* GetBase() override { return this; }
+    std::string GetNamespace() const override { return "urn:o"; }
+
+protected:
+    std::string GetTargetNamespace() const override { return "urn:o"; }
+    void ToXml_Int(CXmlWriter*, bool, const char*, const CSerializationContext&, bool) const override {}
+    CXmlElement* FromXml_Int(CXmlElement* pElement, CXmlElement* pChild, const CSerializationContext&,
+                             bool) override
+    {
+        m_items.clear();
+        if (pElement->GetLocalName() != "order" || pElement->GetNamespaceURI() != "urn:o")
+            throw CKrValidationException("Unexpected element", pElement->GetXPath());
+        m_strId = pElement->GetAttribute("id", "");
+        for (; pChild; pChild = pChild->GetNextSiblingElement())
+        {
+            if (pChild->GetLocalName() == "item")
+                m_items.push_back(pChild->GetText());
+            else if (pChild->GetLocalName() == "note")
+                m_strNote = pChild->GetText();
+            else
+                throw CKrValidationException("Unexpected element", pChild->GetXPath());
+        }
+        return nullptr;
+    }
+};
+
+const char kOrderXml[] =
+    "<?xml version=\"1.0\"?>\n<order xmlns=\"urn:o\" id=\"7\">\n\t<item>a&amp;b</item>\n\t<item>c</item>\n"
+    "\t<note>caf\xC3\xA9</note>\n</order>\n";
+
+void ExpectOrder(const COrder& o)
+{
+    EXPECT_EQ("7", o.m_strId);
+    ASSERT_EQ(2u, o.m_items.size());
+    EXPECT_EQ("a&b", o.m_items[0]);
+    EXPECT_EQ("c", o.m_items[1]);
+    EXPECT_EQ("caf\xC3\xA9", o.m_strNote);
+}
+
+TEST(ObjectReading, EveryRoadFillsTheObject)
+{
+    const CSerializationContext& ctx = CSerializationContext::GetDefaultContext();
+    CSmartPtr<COrder> p(new COrder);
+    p->FromXml(kOrderXml, ctx);
+    ExpectOrder(*p);
+
+    CSmartPtr<COrder> p16(new COrder);
+    std::vector<unsigned short> wide;
+    for (const char* s = "<order xmlns=\"urn:o\" id=\"7\"><item>a&amp;b</item><item>c</item><note>caf"; *s; ++s)
+        wide.push_back(static_cast<unsigned char>(*s));
+    wide.push_back(0xE9);
+    for (const char* s = "</note></order>"; *s; ++s)
+        wide.push_back(static_cast<unsigned char>(*s));
+    wide.push_back(0);
+    p16->FromXml(wide.data(), ctx);
+    ExpectOrder(*p16);
+
+    CSmartPtr<COrder> pBytes(new COrder);
+    pBytes->FromXmlStream(reinterpret_cast<unsigned char*>(const_cast<char*>(kOrderXml)),
+                          static_cast<uint32_t>(std::strlen(kOrderXml)), ctx);
+    ExpectOrder(*pBytes);
+
+    CSmartPtr<COrder> pData(new COrder);
+    pData->FromXmlStream(CBinaryData(kOrderXml), ctx);
+    ExpectOrder(*pData);
+
+    std::string strFile = TempPath("order.xml");
+    WriteFileBytes(strFile, kOrderXml);
+    CSmartPtr<COrder> pFile(new COrder);
+    pFile->FromXmlFile(strFile.c_str(), ctx);
+    ExpectOrder(*pFile);
+
+    CXmlDocument doc;
+    doc.LoadXml(kOrderXml);
+    CSmartPtr<COrder> pTree(new COrder);
+    pTree->FromXmlElement(doc.GetDocumentElement(), ctx);
+    ExpectOrder(*pTree);
+}
+
+TEST(ObjectReading, FailuresCarryPathAndParserText)
+{
+    const CSerializationContext& ctx = CSerializationContext::GetDefaultContext();
+    CSmartPtr<COrder> p(new COrder);
+    EXPECT_KR_THROW(p->FromXml("<order xmlns=\"urn:o\"><item/><bad/></order>", ctx), CKrValidationException,
+                    "Unexpected element\nPath: /order/bad");
+    EXPECT_KR_THROW(p->FromXml("<order xmlns=\"urn:o\">", ctx), CKrException, "no element found at line 1");
+    EXPECT_KR_THROW(p->FromXmlFile(TempPath("missing.xml").c_str(), ctx), CKrException,
+                    "Failed to open the file [" + TempPath("missing.xml") + "] Error [0x00000002]");
+}
+
+TEST(ObjectReading, DocumentsAreCountedAndFreed)
+{
+    auto line = [] {
+        std::string s = CInstanceMonitor::DumpState();
+        size_t pos = s.find("CXmlDocument = ");
+        size_t start = s.rfind('\n', pos) + 1;
+        return s.substr(start, s.find('\n', pos) - start);
+    };
+    std::string strBefore = line();
+    int nTotal = std::atoi(strBefore.substr(strBefore.find('/') + 1).c_str());
+    {
+        CXmlDocument a, b;
+        EXPECT_EQ("--> CXmlDocument = 2/" + std::to_string(nTotal + 2), line());
+    }
+    EXPECT_EQ("    CXmlDocument = 0/" + std::to_string(nTotal + 2), line());
+}
+
+} // namespace
