@@ -14,6 +14,7 @@
 namespace KrXmlLib16 {
 
 class CXmlObjectBase;
+class CXmlCollectionBase;
 class CXmlElement;
 class CXmlWriter;
 class CElement;
@@ -126,6 +127,42 @@ protected:
     std::string GetElementName() const { return m_strElementName; }
     void SetElementName(const char* lpName) { m_strElementName = lpName ? lpName : ""; }
     static void SetElementName(CXmlObjectBase* pObject, const char* lpName) { pObject->SetElementName(lpName); }
+
+    // ---- helpers of generated classes, metadata rows and collections ----
+
+    // Forwarders through which code holding another object reaches its protected virtuals.
+    static void AttributesToXml_Int(const CXmlObjectBase* pObject, CXmlWriter* pWriter, const CSerializationContext& ctx);
+    static void ToXml_Int(const CXmlObjectBase* pObject, CXmlWriter* pWriter, bool bRoot, const char* lpNamespace,
+                          const CSerializationContext& ctx, bool bOptionalChoice);
+    static CXmlElement* FromXml_Int(CXmlObjectBase* pObject, CXmlElement* pElement, CXmlElement* pFirstChild,
+                                    const CSerializationContext& ctx);
+
+    // Choice bookkeeping: strValid names the element of a choice that is selected now.
+    static void Choice_SetElementValid(bool bSet, const char* lpName, std::string& strValid);
+    static void Choice_SelectElement(const char* lpName, CXmlObjectBase* pValue, std::string& strValid);
+    static void Choice_CollectionChanged(const char* lpName, int32_t lCount, std::string& strValid);
+    // Reads a collection of a choice group once; lCount counts the collections that took something.
+    static void Choice_Read_Collection(CXmlCollectionBase* pCol, CXmlElement* pElement, CXmlElement*& pCursor,
+                                       int32_t& lCount, const CSerializationContext& ctx);
+
+    static void Throw_IfPropertyIsNull(CXmlObjectBase* pValue, const char* lpName);
+    static void Throw_IfElementNameDiffers(CXmlObjectBase* pValue, const char* lpName);
+
+    // Namespace tests of wildcard rules: lpAllowed is a blank-separated list of URIs and the
+    // tokens ##any, ##other, ##local and ##targetNamespace. Static, so that they serve both
+    // objects and code without one.
+    static void TestNamespace(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
+    static bool IsNamespaceValid(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
+
+    bool DoesElementNameMatch(const CSerializationContext& ctx, const CXmlElement* pElement, const char* lpName,
+                              const char* lpNamespace) const;
+
+    // Collection events, delivered to one listener.
+    static void FireOnCollectionChangeEvent(IEventSink* pSink, CXmlCollectionBase* pCol);
+    static void FireOnCollectionAddEvent(IEventSink* pSink, CXmlCollectionBase* pCol, void* pItem);
+    static void FireOnCollectionAddCompleteEvent(IEventSink* pSink, CXmlCollectionBase* pCol, void* pItem);
+    static void FireOnCollectionRemoveEvent(IEventSink* pSink, CXmlCollectionBase* pCol, int iIndex);
+    static void FireOnCollectionRemoveCompleteEvent(IEventSink* pSink, CXmlCollectionBase* pCol, int iIndex);
 
 private:
     // Shared tail of every byte and file reader: the document is loaded, the tree walked.

@@ -1,0 +1,104 @@
+// Collections of repeating members: the shared base (item name and namespace, occurrence
+// limits, listeners) and the linked list of counted objects for repeating classes.
+#ifndef KRXMLLIB_XMLCOLLECTIONBASE_H
+#define KRXMLLIB_XMLCOLLECTIONBASE_H
+
+#include <list>
+#include <string>
+
+#include "smartptr.h"
+#include "xmlobjectbase.h"
+
+namespace KrXmlLib16 {
+
+class CXmlCollectionBase : public CXmlObjectBase
+{
+public:
+    CXmlObjectBase* GetBase() override { return this; }
+    std::string GetNamespace() const override { return m_strNamespace; }
+
+    int GetMinOccurs() const { return m_iMinOccurs; }
+    int GetMaxOccurs() const { return m_iMaxOccurs; }
+
+    void AddEventListener(IEventSink* pSink) { m_lstListeners.push_back(pSink); }
+    void RemoveEventListener(IEventSink* pSink) { m_lstListeners.remove(pSink); }
+
+    virtual int GetCount() const = 0;
+    virtual void Clear() = 0;
+    virtual void Remove(int iIndex) = 0;
+    // Raises CKrValidationException when the count is outside the limits (maximum first).
+    virtual void ValidateCount(const CSerializationContext& ctx) const;
+    virtual bool IsValidCount(const CSerializationContext& ctx) const;
+
+protected:
+    CXmlCollectionBase();
+    CXmlCollectionBase(const char* lpElementName, const char* lpNamespace, int iMinOccurs, int iMaxOccurs);
+    CXmlCollectionBase(const CXmlCollectionBase& other) = default;
+    CXmlCollectionBase& operator=(const CXmlCollectionBase& other) = default;
+    ~CXmlCollectionBase() override = default;
+
+    // A collection is never a document root of its own.
+    std::string GetTargetNamespace() const override;
+
+    void FireOnCollectionChange();
+    void FireOnCollectionAdd(void* pItem);
+    void FireOnCollectionAddComplete(void* pItem);
+    void FireOnCollectionRemove(int iIndex);
+    void FireOnCollectionRemoveComplete(int iIndex);
+
+    std::string m_strNamespace;
+    std::list<IEventSink*> m_lstListeners;
+    int32_t m_iMinOccurs;
+    int32_t m_iMaxOccurs;  // -1: no limit
+};
+
+class CXmlCollection : public CXmlCollectionBase
+{
+public:
+    struct CNode
+    {
+        CSmartPtr<CXmlObjectBase> m_spItem;
+        CNode* m_pNext;
+        CNode* m_pPrev;
+    };
+
+    int GetCount() const override { return m_iCount; }
+    // Removes item by item from the head, so that each removal fires its events.
+    void Clear() override;
+    void Remove(int iIndex) override;
+
+    // Every item's attributes, head to tail: a collection of pseudo elements puts them on the
+    // enclosing tag.
+    void AttributesToXml_Int(CXmlWriter* pWriter, const CSerializationContext& ctx) const override;
+
+protected:
+    CXmlCollection();
+    CXmlCollection(const char* lpElementName, const char* lpNamespace, int iMinOccurs, int iMaxOccurs);
+    // Copies would share nodes; concrete collections copy by Clone.
+    CXmlCollection(const CXmlCollection&) = delete;
+    CXmlCollection& operator=(const CXmlCollection&) = delete;
+    ~CXmlCollection() override;
+
+    void AppendItem(CXmlObjectBase* pItem);
+    void PrependItem(CXmlObjectBase* pItem);
+    void AddAfterItem(const CXmlObjectBase* pAfter, CXmlObjectBase* pItem);
+    void AddBeforeItem(const CXmlObjectBase* pBefore, CXmlObjectBase* pItem);
+    void AddItemAt(int iIndex, CXmlObjectBase* pItem);
+    void RemoveNode(CNode* pNode);
+    CNode* GetNodeAtIndex(int iIndex) const;
+    CNode* GetNodeForItem(const CXmlObjectBase* pItem) const;
+    CNode* GetHead() const { return m_pHead; }
+
+private:
+    // Links a new node for pItem in front of pNext (null: at the tail), with the add events.
+    void InsertBefore(CNode* pNext, CXmlObjectBase* pItem);
+    void Unlink(CNode* pNode);  // and delete it, releasing the item
+
+    CNode* m_pHead;
+    CNode* m_pTail;
+    int32_t m_iCount;
+};
+
+} // namespace KrXmlLib16
+
+#endif
