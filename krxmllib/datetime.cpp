@@ -958,11 +958,7 @@ std::string CDateTime::ToString() const
 
 std::string CDateTime::ToString(const char* lpFormat) const
 {
-    const bool bNotSet = m_eType == dt_yearZero ||
-                         (m_eType != dt_time && m_nYear == 0 && m_nMonth == 0 && m_nDay == 0 && m_nHour == 0 &&
-                          m_nMinute == 0 && m_nSecond == 0 && m_nMilliSecond == 0 && m_nMicroSecond == 0 &&
-                          m_nNanoSecond == 0);
-    if (bNotSet)
+    if (IsUnset())
         return "Error: Date Not Set";
     if (!lpFormat || !*lpFormat || std::strcmp(lpFormat, "G") == 0)
         return std::string();
@@ -971,11 +967,17 @@ std::string CDateTime::ToString(const char* lpFormat) const
     return std::string("Unknown Format: ") + lpFormat;
 }
 
+bool CDateTime::IsUnset() const
+{
+    // A time of all zeros is midnight; any other kind needs a field set.
+    return m_eType == dt_yearZero ||
+           (m_eType != dt_time && m_nYear == 0 && m_nMonth == 0 && m_nDay == 0 && m_nHour == 0 && m_nMinute == 0 &&
+            m_nSecond == 0 && m_nMilliSecond == 0 && m_nMicroSecond == 0 && m_nNanoSecond == 0);
+}
+
 void CDateTime::AppendTo(std::string& strOut) const
 {
-    if (m_eType == dt_yearZero ||
-        (m_eType != dt_time && m_nYear == 0 && m_nMonth == 0 && m_nDay == 0 && m_nHour == 0 && m_nMinute == 0 &&
-         m_nSecond == 0 && m_nMilliSecond == 0 && m_nMicroSecond == 0 && m_nNanoSecond == 0))
+    if (IsUnset())
     {
         strOut += "Error: Date Not Set";
         return;
@@ -1053,16 +1055,19 @@ CDateTime::WideFields CDateTime::GetWide() const
     return f;
 }
 
+CDateTimeSpan CDateTime::GetZoneShift() const
+{
+    CDateTimeSpan shift(static_cast<uint32_t>(m_nZoneHour < 0 ? -m_nZoneHour : m_nZoneHour), m_nZoneMinute, 0);
+    if (m_nZoneHour >= 0)
+        shift.Negate();
+    return shift;
+}
+
 CDateTime::WideFields CDateTime::GetWideNormalized() const
 {
     WideFields f = GetWide();
     if (m_bHasTimeZone)
-    {
-        CDateTimeSpan shift(static_cast<uint32_t>(m_nZoneHour < 0 ? -m_nZoneHour : m_nZoneHour), m_nZoneMinute, 0);
-        if (m_nZoneHour >= 0)
-            shift.Negate();
-        AddSpanWide(f, shift, m_eType == dt_dateTime || m_eType == dt_date);
-    }
+        AddSpanWide(f, GetZoneShift(), false);  // no months: nothing to pin
     return f;
 }
 
@@ -1138,10 +1143,7 @@ CDateTime CDateTime::GetNormalized() const
     CDateTime result(*this);
     if (m_bHasTimeZone)
     {
-        CDateTimeSpan shift(static_cast<uint32_t>(m_nZoneHour < 0 ? -m_nZoneHour : m_nZoneHour), m_nZoneMinute, 0);
-        if (m_nZoneHour >= 0)
-            shift.Negate();
-        result.AddDateTimeSpan(shift);
+        result.AddDateTimeSpan(GetZoneShift());
         result.SetTimeZone(0, 0);
     }
     return result;
@@ -1187,26 +1189,26 @@ CDateTime::DTCompareResult CDateTime::CompareTo(const CDateTime& other) const
 
     // Without zone a value stands for any instant from 14 hours before to 14 hours after
     // its fields read as UTC.
-    CDateTimeSpan fourteen(14, 0, 0);
+    const CDateTimeSpan fourteen(14, 0, 0);
     const CDateTimeSpan minusFourteen = fourteen.GetAsNegative();
     if (m_bUTC)
     {
         WideFields bEarliest = b;
-        AddSpanWide(bEarliest, minusFourteen, other.m_eType == dt_dateTime || other.m_eType == dt_date);
+        AddSpanWide(bEarliest, minusFourteen, false);
         if (CompareFields(m_eType, a, other.m_eType, bEarliest) == dtcLess)
             return dtcLess;
         WideFields bLatest = b;
-        AddSpanWide(bLatest, fourteen, other.m_eType == dt_dateTime || other.m_eType == dt_date);
+        AddSpanWide(bLatest, fourteen, false);
         if (CompareFields(m_eType, a, other.m_eType, bLatest) == dtcGreater)
             return dtcGreater;
         return dtcIndeterminate;
     }
     WideFields aEarliest = a;
-    AddSpanWide(aEarliest, minusFourteen, m_eType == dt_dateTime || m_eType == dt_date);
+    AddSpanWide(aEarliest, minusFourteen, false);
     if (CompareFields(m_eType, aEarliest, other.m_eType, b) == dtcGreater)
         return dtcGreater;
     WideFields aLatest = a;
-    AddSpanWide(aLatest, fourteen, m_eType == dt_dateTime || m_eType == dt_date);
+    AddSpanWide(aLatest, fourteen, false);
     if (CompareFields(m_eType, aLatest, other.m_eType, b) == dtcLess)
         return dtcLess;
     return dtcIndeterminate;

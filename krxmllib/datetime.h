@@ -179,11 +179,15 @@ private:
     void Clear();
     bool CheckConversion(DTType eSource, DTType eTarget) const;
 
+    bool IsUnset() const;
+    // The span that takes this value's fields to UTC (its offset turned around).
+    CDateTimeSpan GetZoneShift() const;
     WideFields GetWide() const;
     // This value as the ordering sees it: offset applied, as wide fields.
     WideFields GetWideNormalized() const;
     static DTCompareResult CompareFields(DTType eA, const WideFields& a, DTType eB, const WideFields& b);
-    // Adds span in place; bPinDay pins a day the new month lacks to its last day.
+    // Adds span in place; bPinDay pins a day that a month or year step leaves beyond the
+    // end of its new month to that month's last day.
     static void AddSpanWide(WideFields& f, const CDateTimeSpan& span, bool bPinDay);
 
     DTType m_eType;
