@@ -27,6 +27,15 @@ void AppendUnsigned(std::string& strOut, unsigned __int128 nValue)
         strOut += sz[--n];
 }
 
+// A component with its designator; zero components are left out.
+void AppendComponent(std::string& strOut, uint64_t nValue, char cDesignator)
+{
+    if (nValue == 0)
+        return;
+    AppendUnsigned(strOut, nValue);
+    strOut += cDesignator;
+}
+
 // The reference instants by which durations are ordered: month lengths and leap days make
 // the sum of a span differ between them.
 struct ReferenceInstant
@@ -124,21 +133,9 @@ std::string CDateTimeSpan::ToString() const
 void CDateTimeSpan::AppendTo(std::string& strOut) const
 {
     strOut += m_bNegative ? "-P" : "P";
-    if (m_nYears != 0)
-    {
-        AppendUnsigned(strOut, m_nYears);
-        strOut += 'Y';
-    }
-    if (m_nMonths != 0)
-    {
-        AppendUnsigned(strOut, m_nMonths);
-        strOut += 'M';
-    }
-    if (m_nDays != 0)
-    {
-        AppendUnsigned(strOut, m_nDays);
-        strOut += 'D';
-    }
+    AppendComponent(strOut, m_nYears, 'Y');
+    AppendComponent(strOut, m_nMonths, 'M');
+    AppendComponent(strOut, m_nDays, 'D');
     const bool bFraction = m_nMilliSeconds != 0 || m_nMicroSeconds != 0 || m_nNanoSeconds != 0;
     if (m_nHours == 0 && m_nMinutes == 0 && m_nSeconds == 0 && !bFraction)
     {
@@ -148,16 +145,8 @@ void CDateTimeSpan::AppendTo(std::string& strOut) const
         return;
     }
     strOut += 'T';
-    if (m_nHours != 0)
-    {
-        AppendUnsigned(strOut, m_nHours);
-        strOut += 'H';
-    }
-    if (m_nMinutes != 0)
-    {
-        AppendUnsigned(strOut, m_nMinutes);
-        strOut += 'M';
-    }
+    AppendComponent(strOut, m_nHours, 'H');
+    AppendComponent(strOut, m_nMinutes, 'M');
     if (m_nSeconds != 0 || bFraction)
     {
         unsigned __int128 nSeconds = m_nSeconds;
