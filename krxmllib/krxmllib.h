@@ -3,6 +3,8 @@
 #define KRXMLLIB_KRXMLLIB_H
 
 #include "binarydata.h"
+#include "datetime.h"
+#include "datetimespan.h"
 #include "encoder.h"
 #include "functions.h"
 #include "itemtype.h"

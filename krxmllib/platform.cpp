@@ -595,5 +595,16 @@ uint32_t GetTickCount()
     return static_cast<uint32_t>(ms);
 }
 
+int LocalDayOfWeek(int64_t t)
+{
+    const time_t tt = static_cast<time_t>(t);
+    if (static_cast<int64_t>(tt) != t)
+        return -1;
+    struct tm tmLocal;
+    if (!localtime_r(&tt, &tmLocal))
+        return -1;
+    return tmLocal.tm_wday;
+}
+
 } // namespace Platform
 } // namespace KrXmlLib16

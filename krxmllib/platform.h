@@ -132,6 +132,9 @@ struct FileTime
 void GetLocalTime(SystemTime& st);
 bool FileTimeToSystemTime(const FileTime& ft, SystemTime& st);  // false beyond year 30827
 uint32_t GetTickCount();  // milliseconds of a monotonic clock, wrapping at 2^32
+// The weekday (0 = Sunday) of a time in seconds since 1970-01-01T00:00:00Z, in the host's
+// time zone as the TZ setting gives it; -1 if the host can't convert the time.
+int LocalDayOfWeek(int64_t t);
 
 } // namespace Platform
 } // namespace KrXmlLib16
