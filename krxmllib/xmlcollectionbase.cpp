@@ -95,6 +95,20 @@ CXmlCollection::~CXmlCollection()
         Unlink(m_pHead);
 }
 
+void CXmlCollection::DetachAllItems(std::vector<CXmlObjectBase*>& items)
+{
+    items.reserve(items.size() + static_cast<size_t>(m_iCount));
+    while (CNode* pNode = m_pHead)
+    {
+        m_pHead = pNode->m_pNext;
+        items.push_back(pNode->m_spItem.p);
+        pNode->m_spItem.p = nullptr;  // the reference goes with the pointer
+        delete pNode;
+    }
+    m_pTail = nullptr;
+    m_iCount = 0;
+}
+
 void CXmlCollection::Clear()
 {
     while (m_iCount > 0)

@@ -5,6 +5,7 @@
 
 #include <list>
 #include <string>
+#include <vector>
 
 #include "smartptr.h"
 #include "xmlobjectbase.h"
@@ -88,6 +89,9 @@ protected:
     CNode* GetNodeAtIndex(int iIndex) const;
     CNode* GetNodeForItem(const CXmlObjectBase* pItem) const;
     CNode* GetHead() const { return m_pHead; }
+    // Empties the list without events, handing each item's reference to the caller (who
+    // releases it): lets a tree of collections be torn down without recursion.
+    void DetachAllItems(std::vector<CXmlObjectBase*>& items);
 
 private:
     // Links a new node for pItem in front of pNext (null: at the tail), with the add events.
