@@ -69,15 +69,6 @@ TEST(BinaryData, EmptyData)
     EXPECT_TRUE(CBinaryData("x") != empty);
 }
 
-TEST(BinaryData, IndexOutOfRange)
-{
-    CBinaryData a("abc");
-    EXPECT_KR_THROW(a[3], CKrException, "Index Out of range [3]");
-    const CBinaryData& constA = a;
-    EXPECT_KR_THROW(constA[100], CKrException, "Index Out of range [100]");
-    EXPECT_EQ('c', constA[2]);
-}
-
 TEST(BinaryData, Equality)
 {
     EXPECT_TRUE(CBinaryData("abc") == CBinaryData("abc"));
@@ -139,17 +130,6 @@ TEST(BinaryData, AppendingItselfOrAPieceOfItself)
         big.Append(big.GetData(), big.GetLength());
     EXPECT_EQ(7u << 12, big.GetLength());
     EXPECT_EQ(0, std::memcmp(big.GetData() + (7u << 11), "wxyzxyz", 7));
-}
-
-TEST(BinaryData, TakeOwnershipAdoptsTheArray)
-{
-    unsigned char* p = new unsigned char[3]{1, 2, 3};
-    CBinaryData adopted(p, 3, true);
-    EXPECT_EQ(p, adopted.GetData());
-    unsigned char raw[] = {1, 2, 3};
-    CBinaryData copied(raw, 3, false);
-    EXPECT_NE(raw, copied.GetData());
-    EXPECT_TRUE(adopted == copied);
 }
 
 TEST(BinaryData, SharedBlocksAcrossThreads)

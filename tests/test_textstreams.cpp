@@ -150,21 +150,6 @@ TEST(StringBuffer, ResetKeepsOneBlockWithoutLeftovers)
     EXPECT_STREQ("", buf.GetData());
 }
 
-TEST(StringBuffer, AppendToAndSwap)
-{
-    CStringBuffer a(4), b;
-    a.Append("abcdefgh");
-    b.Append("12");
-    std::string strOut = ">";
-    a.AppendTo(strOut);
-    EXPECT_EQ(">abcdefgh", strOut);
-    a.Swap(b);
-    EXPECT_STREQ("12", a.GetData());
-    EXPECT_STREQ("abcdefgh", b.GetData());
-    a.Append("345678901234567890");  // a keeps its own block size of 4095
-    EXPECT_EQ(1u, a.GetBlockCount());
-}
-
 // ---- CTextStream ----
 
 TEST(TextStream, EncodedDataByEncoding)
@@ -198,17 +183,6 @@ TEST(TextStream, InvalidLocalTextIsRepairedEvenAcrossBlocks)
     s.Write(std::string(5000, 'a'));
     s.Write("\xFF");
     EXPECT_EQ(std::string(5000, 'a') + "\xEF\xBF\xBD", Bytes(s.GetEncodedData()));
-}
-
-TEST(TextStream, StartEmptiesTheBuffer)
-{
-    CTextStream s;
-    s.Write("old");
-    s.Start();
-    s.Write("new");
-    s.Flush();
-    s.End();
-    EXPECT_STREQ("new", s.GetText());
 }
 
 // ---- CFileTextStream ----
@@ -338,18 +312,6 @@ TEST(FileBinaryStream, Failures)
                     "Failed to write data to the file [" + strPath + "] error [0x00000002]");
     CFileBinaryStream full("/dev/full", XmlEncoding_UTF16, CBinaryData("x"));
     EXPECT_KR_THROW(full.WriteToFile(), CKrException, "Failed to write data to the file [/dev/full] error [0x0000001C]");
-}
-
-TEST(Streams, CountUnderTheNamesOfTheirClasses)
-{
-    CTextStream a;
-    CFileBinaryStream b("x", XmlEncoding_UTF8);
-    CBinaryStream c;
-    std::string strState = CInstanceMonitor::DumpState();
-    EXPECT_NE(std::string::npos, strState.find("--> CTextStream = 1/"));
-    EXPECT_NE(std::string::npos, strState.find("--> CFileBinaryStream = 1/"));
-    EXPECT_NE(std::string::npos, strState.find("--> CBinaryStream = 1/"));
-    EXPECT_NE(std::string::npos, strState.find("--> CStringBuffer = 1/"));
 }
 
 } // namespace

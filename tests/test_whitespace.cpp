@@ -51,14 +51,6 @@ TEST(Whitespace, ApplyRule)
                     "Unknown WhitespaceRule");
 }
 
-TEST(Whitespace, IsWhiteSpace)
-{
-    for (char c : {' ', '\t', '\r', '\n'})
-        EXPECT_TRUE(WS::IsWhiteSpace(c));
-    for (char c : {'a', '\0', '\v', '\f', '\xA0'})
-        EXPECT_FALSE(WS::IsWhiteSpace(c));
-}
-
 // ---- number and text helpers ----
 
 TEST(TextHelpers, FormatZeroPadded)

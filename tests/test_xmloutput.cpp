@@ -99,16 +99,6 @@ TEST(ToXml, ContextOptionsShapeTheRoot)
               order.ToXml(false, false, EOLType_LF, ctx));
 }
 
-TEST(ToXml, NilObject)
-{
-    COrder order = SmallOrder();
-    order.m_bNil = true;
-    order.m_strLang.clear();
-    EXPECT_EQ("<AA:order xmlns:AA=\"urn:example:order\" id=\"7\" status=\"ok\" "
-              "xmlns:AB=\"http://www.w3.org/2001/XMLSchema-instance\" AB:nil=\"true\"/>",
-              order.ToXml(false, false, EOLType_LF, Ctx()));
-}
-
 TEST(ToXmlStream, Utf8AndUtf16BytesWithoutByteOrderMark)
 {
     COrder order = SmallOrder();

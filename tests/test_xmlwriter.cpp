@@ -139,25 +139,6 @@ TEST(XmlTextWriter, IndentAndCrLf)
     EXPECT_EQ("  ", f.writer.GetIndent());
 }
 
-TEST(XmlTextWriter, DeepIndentAndNullIndent)
-{
-    WriterFixture f;
-    for (int i = 0; i < 40; ++i)
-        f.writer.StartElement("e", "");
-    for (int i = 0; i < 40; ++i)
-        f.writer.EndElement();
-    std::string strText = f.Text();
-    EXPECT_NE(std::string::npos, strText.find("\n" + std::string(39, '\t') + "<e/>\n"));
-
-    WriterFixture g;
-    g.writer.SetIndent(nullptr);
-    g.writer.StartElement("a", "");
-    g.writer.StartElement("b", "");
-    g.writer.EndElement();
-    g.writer.EndElement();
-    EXPECT_EQ("<a>\n<b/>\n</a>\n", g.Text());
-}
-
 TEST(XmlTextWriter, EscapingInContentAndAttributes)
 {
     WriterFixture f(XmlEncoding_UTF8, false);
@@ -420,15 +401,6 @@ TEST(XmlTextWriter, EndDocumentWithAnOpenElementFailsAfterTheStreamEnded)
     }  // the open chain of contexts is freed with the writer
 }
 
-TEST(XmlTextWriter, EndDocumentAfterTheRootClosedPasses)
-{
-    WriterFixture f;
-    f.writer.StartElement("a", "");
-    f.writer.EndElement();
-    EXPECT_EQ(nullptr, f.writer.GetContext());
-    EXPECT_EQ("<a/>\n", f.Text());
-}
-
 TEST(XmlTextWriter, FlushTestCallsTheStreamFromFourKilobytes)
 {
     struct FlushCounter : CTextStream
@@ -477,20 +449,6 @@ TEST(XmlWriter, SetArrayStateStoresInTheCurrentContextAndTellsTheWriter)
     ASSERT_EQ(2u, writer.changes.size());
     EXPECT_EQ(std::make_pair(0, 1), writer.changes[0]);
     EXPECT_EQ(std::make_pair(1, 3), writer.changes[1]);
-}
-
-TEST(XmlWriter, ContextsCountUnderTheirOwnNameAndDepthsGrow)
-{
-    CTextStream stream;
-    CXmlTextWriter writer(&stream);
-    writer.StartElement("a", "");
-    writer.StartElement("b", "");
-    EXPECT_EQ(1, writer.GetContext()->m_nDepth);
-    EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("--> CXmlWriterContext = 2/"));
-    EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("--> CXmlTextWriter = 1/"));
-    writer.EndElement();
-    writer.EndElement();
-    EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("    CXmlWriterContext = 0/"));
 }
 
 } // namespace
