@@ -87,11 +87,15 @@ public:
             uint32_t dwAlloc = dwNew > 0x7FFFFFFFu ? 0xFFFFFFFFu : 2 * dwNew;
             unsigned char* pNew = new unsigned char[dwAlloc];
             std::memcpy(pNew, m_lpData, m_dwLen);
+            // The new bytes may lie inside the old array (a caller appending a piece of its
+            // own data): copy them before that array goes.
+            std::memcpy(pNew + m_dwLen, pData, dwLen);
             delete[] m_lpData;
             m_lpData = pNew;
             m_dwAllocated = dwAlloc;
         }
-        std::memcpy(m_lpData + m_dwLen, pData, dwLen);
+        else
+            std::memmove(m_lpData + m_dwLen, pData, dwLen);
         m_dwLen = dwNew;
     }
 

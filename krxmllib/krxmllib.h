@@ -3,6 +3,7 @@
 #define KRXMLLIB_KRXMLLIB_H
 
 #include "binarydata.h"
+#include "binarystream.h"
 #include "datetime.h"
 #include "datetimespan.h"
 #include "encoder.h"
@@ -13,10 +14,14 @@
 #include "memoryleakhelp.h"
 #include "serializationcontext.h"
 #include "smartptr.h"
+#include "stringbuffer.h"
+#include "textstream.h"
 #include "whitespaceutils.h"
 #include "xmldocument.h"
 #include "xmlelement.h"
 #include "xmlenums.h"
 #include "xmlobjectbase.h"
+#include "xmltextwriter.h"
+#include "xmlwriter.h"
 
 #endif

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <iconv.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -162,10 +163,31 @@ BackgroundFileIo::~BackgroundFileIo()
     }
 }
 
-void BackgroundFileIo::Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset)
+uint32_t BackgroundFileIo::Prepare()
+{
+    if (m_thread.joinable())
+        return 0;
+    try
+    {
+        m_thread = std::thread(&BackgroundFileIo::Run, this);
+    }
+    catch (const std::system_error& e)
+    {
+        return e.code().value() ? static_cast<uint32_t>(e.code().value()) : EAGAIN;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ENOMEM;
+    }
+    return 0;
+}
+
+void BackgroundFileIo::Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset,
+                             TaskFunction pfnTask, void* pTaskArg)
 {
     uint64_t qwIgnored;
     Wait(qwIgnored);  // one operation at a time
+    uint32_t dwStartError = Prepare();
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_bWrite = bWrite;
@@ -173,25 +195,30 @@ void BackgroundFileIo::Start(bool bWrite, FileHandle hFile, void* pBuffer, size_
         m_pBuffer = pBuffer;
         m_nLen = nLen;
         m_qwOffset = qwOffset;
-        m_dwError = 0;
+        m_pfnTask = pfnTask;
+        m_pTaskArg = pTaskArg;
+        m_dwError = dwStartError;
         m_qwTransferred = 0;
-        m_bDone = false;
-        m_bPending = true;
+        m_bDone = dwStartError != 0;  // without a worker the operation ends at once, failed
+        m_bPending = dwStartError == 0;
         m_bBusy = true;
     }
-    if (!m_thread.joinable())
-        m_thread = std::thread(&BackgroundFileIo::Run, this);
     m_cv.notify_all();
 }
 
 void BackgroundFileIo::StartWrite(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset)
 {
-    Start(true, hFile, const_cast<void*>(pData), nLen, qwOffset);
+    Start(true, hFile, const_cast<void*>(pData), nLen, qwOffset, nullptr, nullptr);
 }
 
 void BackgroundFileIo::StartRead(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint64_t qwOffset)
 {
-    Start(false, hFile, pBuffer, dwLen, qwOffset);
+    Start(false, hFile, pBuffer, dwLen, qwOffset, nullptr, nullptr);
+}
+
+void BackgroundFileIo::StartTask(TaskFunction pfnTask, void* pArg)
+{
+    Start(false, kInvalidFile, nullptr, 0, 0, pfnTask, pArg);
 }
 
 uint32_t BackgroundFileIo::Wait(uint64_t& qwTransferred)
@@ -220,10 +247,14 @@ void BackgroundFileIo::Run()
             void* pBuffer = m_pBuffer;
             size_t nLen = m_nLen;
             uint64_t qwOffset = m_qwOffset;
+            TaskFunction pfnTask = m_pfnTask;
+            void* pTaskArg = m_pTaskArg;
             lock.unlock();
             uint32_t dwError;
-            uint64_t qwDone;
-            if (bWrite)
+            uint64_t qwDone = 0;
+            if (pfnTask)
+                dwError = pfnTask(pTaskArg, qwDone);
+            else if (bWrite)
             {
                 dwError = WriteFileAt(hFile, pBuffer, nLen, qwOffset);
                 qwDone = dwError ? 0 : nLen;

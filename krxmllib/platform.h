@@ -60,8 +60,18 @@ public:
     BackgroundFileIo(const BackgroundFileIo&) = delete;
     BackgroundFileIo& operator=(const BackgroundFileIo&) = delete;
 
+    // Starts the worker ahead of the first operation, so that a failure to get a thread shows
+    // where the caller sets up rather than later; returns 0 or the host's error code. The
+    // Start functions call it themselves, and a failure there becomes the operation's result.
+    uint32_t Prepare();
+
     void StartWrite(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset);
     void StartRead(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint64_t qwOffset);
+    // Runs pfnTask(pArg, qwTransferred) on the worker, for work that belongs with the transfer
+    // (preparing the bytes, then writing them). Its result is the error code Wait returns. The
+    // task must not throw.
+    typedef uint32_t (*TaskFunction)(void* pArg, uint64_t& qwTransferred);
+    void StartTask(TaskFunction pfnTask, void* pArg);
     bool IsBusy() const { return m_bBusy; }
     // Waits for the operation started last; returns its error code (0 on success) and the
     // number of bytes moved. Without an operation in flight it returns 0 at once.
@@ -69,7 +79,8 @@ public:
 
 private:
     void Run();
-    void Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset);
+    void Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset, TaskFunction pfnTask,
+               void* pTaskArg);
 
     std::mutex m_mutex;
     std::condition_variable m_cv;
@@ -83,6 +94,8 @@ private:
     void* m_pBuffer = nullptr;
     size_t m_nLen = 0;
     uint64_t m_qwOffset = 0;
+    TaskFunction m_pfnTask = nullptr;
+    void* m_pTaskArg = nullptr;
     uint32_t m_dwError = 0;
     uint64_t m_qwTransferred = 0;
 };

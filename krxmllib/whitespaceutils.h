@@ -9,7 +9,7 @@ namespace KrXmlLib16 {
 class CWhitespaceUtils
 {
 public:
-    enum WhitespaceRule
+    enum WhitespaceRule : int
     {
         WhitespaceRule_None = 0,      // used as it stands
         WhitespaceRule_Preserve = 1,  // line ends normalised to LF

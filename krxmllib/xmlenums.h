@@ -1,10 +1,11 @@
-// Option enumerations of the public interface.
+// Option enumerations of the public interface. Those that callers pass in have a fixed
+// underlying type, so that a value outside the list is well defined and can be refused.
 #ifndef KRXMLLIB_XMLENUMS_H
 #define KRXMLLIB_XMLENUMS_H
 
 namespace KrXmlLib16 {
 
-enum XmlEncoding
+enum XmlEncoding : int
 {
     XmlEncoding_None = 0,        // text stays in the local code page; string output only
     XmlEncoding_UTF8 = 1,
@@ -12,13 +13,13 @@ enum XmlEncoding
     XmlEncoding_UTF16NoDecl = 3  // little-endian, no encoding in the declaration
 };
 
-enum EOLType
+enum EOLType : int
 {
     EOLType_CRLF = 0,
     EOLType_LF = 1
 };
 
-enum CompressionType
+enum CompressionType : int
 {
     CompressionType_None = 0,
     CompressionType_GZip = 1,

@@ -1,8 +1,12 @@
 #include "xmlobjectbase.h"
 
 #include "binarydata.h"
+#include "binarystream.h"
+#include "functions.h"
 #include "krexception.h"
+#include "textstream.h"
 #include "xmldocument.h"
+#include "xmltextwriter.h"
 
 namespace KrXmlLib16 {
 
@@ -64,6 +68,75 @@ void CXmlObjectBase::FromXmlElement(const CXmlElement* pElement, const CSerializ
     FromXml_Int(pSource, pSource->GetFirstElement(), ctx, false);
 }
 
+// ---- writing XML text ----
+
+namespace {
+
+// Compression of the output isn't part of this version: a request for it is refused before
+// any work, so that it can never silently produce uncompressed bytes.
+void RefuseCompression(CompressionType eCompression)
+{
+    if (eCompression == CompressionType_GZip)
+        throw CKrException("GZIP Compression is not available in this version of the library");
+    if (eCompression == CompressionType_ZLib)
+        throw CKrException("ZLIB Compression is not available in this version of the library");
+}
+
+} // namespace
+
+void CXmlObjectBase::WriteXmlDocument(CTextStream& stream, bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
+                                      const CSerializationContext& ctx) const
+{
+    CXmlTextWriter writer(&stream);
+    writer.StartDocument();
+    // Formatting belongs before the first element.
+    writer.SetFormatted(bFormatted);
+    writer.SetIndent(ctx.GetIndentChars().c_str());
+    writer.SetEOLType(eEOL);
+    writer.SetWriteDefaultElementValues(ctx.GetWriteDefaultElementValues());
+    if (bIncludeDocHeader)
+        writer.WriteXmlDeclaration();
+    std::string strNamespace = GetTargetNamespace();
+    ToXml_Int(&writer, true, strNamespace.c_str(), ctx, false);
+    writer.EndDocument();
+}
+
+std::string CXmlObjectBase::ToXml(bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
+                                  const CSerializationContext& ctx) const
+{
+    CTextStream stream;
+    WriteXmlDocument(stream, bIncludeDocHeader, bFormatted, eEOL, ctx);
+    std::string strResult;
+    stream.AppendTextTo(strResult);
+    return strResult;
+}
+
+CBinaryData CXmlObjectBase::ToXmlStream(bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                                        const CSerializationContext& ctx, CompressionType eCompression) const
+{
+    RefuseCompression(eCompression);
+    CTextStream stream(eEncoding);
+    WriteXmlDocument(stream, bIncludeDocHeader, bFormatted, eEOL, ctx);
+    return stream.GetEncodedData();
+}
+
+void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding,
+                               EOLType eEOL, const CSerializationContext& ctx, CompressionType eCompression) const
+{
+    if (eCompression == CompressionType_ZLib)
+        throw CKrException("ZLIB Compression only available for To Stream methods.");
+    if (g_bAsyncToXmlFile && eCompression == CompressionType_None)
+    {
+        // The file is written block by block while the document is produced.
+        CFileTextStream stream(lpFileName, eEncoding);
+        WriteXmlDocument(stream, bIncludeDocHeader, bFormatted, eEOL, ctx);
+        return;
+    }
+    CBinaryData data = ToXmlStream(bIncludeDocHeader, bFormatted, eEncoding, eEOL, ctx, eCompression);
+    CFileBinaryStream file(lpFileName, eEncoding, data);
+    file.WriteToFile();
+}
+
 // ---- roads whose format machinery comes later ----
 // Each raises until its writer or reader lands, so that a caller learns plainly which road is
 // missing instead of getting empty output.
@@ -71,12 +144,6 @@ void CXmlObjectBase::FromXmlElement(const CXmlElement* pElement, const CSerializ
 static void ThrowRoadMissing(const char* lpRoad)
 {
     throw CKrException(std::string(lpRoad) + " is not available in this version of the library");
-}
-
-void CXmlObjectBase::ToXmlFile(const char*, bool, bool, XmlEncoding, EOLType, const CSerializationContext&,
-                               CompressionType) const
-{
-    ThrowRoadMissing("ToXmlFile");
 }
 
 void CXmlObjectBase::ToFastInfosetFile(const char*, FInfoDecl, const CSerializationContext&, CompressionType) const
@@ -90,23 +157,10 @@ void CXmlObjectBase::ToJsonFile(const char*, bool, XmlEncoding, EOLType, const C
     ThrowRoadMissing("ToJsonFile");
 }
 
-std::string CXmlObjectBase::ToXml(bool, bool, EOLType, const CSerializationContext&) const
-{
-    ThrowRoadMissing("ToXml");
-    return std::string();
-}
-
 std::string CXmlObjectBase::ToJson(bool, EOLType, const CSerializationContext&) const
 {
     ThrowRoadMissing("ToJson");
     return std::string();
-}
-
-CBinaryData CXmlObjectBase::ToXmlStream(bool, bool, XmlEncoding, EOLType, const CSerializationContext&,
-                                        CompressionType) const
-{
-    ThrowRoadMissing("ToXmlStream");
-    return CBinaryData();
 }
 
 CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl, const CSerializationContext&, CompressionType) const

@@ -19,6 +19,7 @@ class CXmlElement;
 class CXmlWriter;
 class CElement;
 class CBinaryData;
+class CTextStream;
 
 // An intrusive count, changed only by atomic steps. It is no part of an object's value: a
 // copy starts again at 0.
@@ -165,6 +166,10 @@ protected:
     static void FireOnCollectionRemoveCompleteEvent(IEventSink* pSink, CXmlCollectionBase* pCol, int iIndex);
 
 private:
+    // Shared body of the XML text writers: a text writer on the stream, the object walked.
+    void WriteXmlDocument(CTextStream& stream, bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
+                          const CSerializationContext& ctx) const;
+
     // Shared tail of every byte and file reader: the document is loaded, the tree walked.
     template <typename LoadFn>
     void ReadThroughDocument(const CSerializationContext& ctx, LoadFn load);

@@ -1,0 +1,95 @@
+// Output text collected in a chain of equal blocks: appending never moves what is already
+// there, and the whole text is joined into one string only when somebody asks for it.
+#ifndef KRXMLLIB_STRINGBUFFER_H
+#define KRXMLLIB_STRINGBUFFER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "memoryleakhelp.h"
+
+namespace KrXmlLib16 {
+
+class CStringBuffer : public CInstanceMonitor
+{
+public:
+    CStringBuffer();
+    // New blocks hold dwBlockSize - 1 bytes, plus their terminator.
+    explicit CStringBuffer(uint32_t dwBlockSize);
+    virtual ~CStringBuffer();
+    CStringBuffer(const CStringBuffer&) = delete;
+    CStringBuffer& operator=(const CStringBuffer&) = delete;
+
+    void Append(const char* lpText)
+    {
+        if (lpText)
+            Append(lpText, std::strlen(lpText));
+    }
+    void Append(const std::string& str) { Append(str.data(), str.size()); }
+    void Append(const char* pText, size_t nLen)
+    {
+        if (nLen <= m_LastBlock_SizeOf - m_LastBlock_DataIn)
+        {
+            std::memcpy(m_pLastBlock + m_LastBlock_DataIn, pText, nLen);
+            m_LastBlock_DataIn += nLen;
+            m_dwTotalBufferLen += nLen;
+        }
+        else
+            AppendToNewBlocks(pText, nLen);
+    }
+    void Append(char c)
+    {
+        if (m_LastBlock_DataIn < m_LastBlock_SizeOf)
+        {
+            m_pLastBlock[m_LastBlock_DataIn++] = c;
+            ++m_dwTotalBufferLen;
+        }
+        else
+            AppendToNewBlocks(&c, 1);
+    }
+    void Assign(const char* lpText)
+    {
+        Clear();
+        Append(lpText);
+    }
+
+    size_t GetLength() const { return m_dwTotalBufferLen; }
+    // The whole text as one terminated string, valid until the next change. Joins the blocks
+    // if there are several; an empty buffer gives an empty string, never null.
+    const char* GetData();
+    // The blocks as they stand, for readers that can take the text in pieces.
+    size_t GetBlockCount() const { return m_blocks.size(); }
+    const char* GetBlock(size_t i, size_t& nLen) const
+    {
+        nLen = i + 1 == m_blocks.size() ? m_LastBlock_DataIn : m_blockSizes[i];
+        return m_blocks[i];
+    }
+    // Appends the text to strOut straight from the blocks, without joining them first.
+    void AppendTo(std::string& strOut) const;
+
+    // Frees all blocks.
+    void Clear();
+    // Empties the buffer for reuse: a single block is kept, at whatever capacity it has.
+    void Reset();
+    // Exchanges the contents of two buffers; their block sizes stay with them.
+    void Swap(CStringBuffer& other);
+
+private:
+    void AppendToNewBlocks(const char* pText, size_t nLen);
+    void AddBlock();
+
+    std::vector<char*> m_blocks;        // owned, each one byte longer than its capacity
+    std::vector<size_t> m_blockSizes;   // capacity of each block
+    size_t m_dwBlockSize;               // capacity of a new block
+    size_t m_LastBlock_DataIn;
+    size_t m_LastBlock_SizeOf;
+    char* m_pLastBlock;
+    size_t m_dwTotalBufferLen;
+};
+
+} // namespace KrXmlLib16
+
+#endif

@@ -1,0 +1,214 @@
+#include "textstream.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "encoder.h"
+#include "functions.h"
+#include "krexception.h"
+
+namespace KrXmlLib16 {
+
+// ---- CTextStream ----
+
+CTextStream::CTextStream() : CTextStream("CTextStream", XmlEncoding_None) {}
+
+CTextStream::CTextStream(XmlEncoding eEncoding) : CTextStream("CTextStream", eEncoding) {}
+
+CTextStream::CTextStream(const char* lpClassName, XmlEncoding eEncoding)
+    : CInstanceMonitor(lpClassName), m_eEncoding(eEncoding)
+{
+}
+
+CTextStream::~CTextStream() = default;
+
+void CTextStream::Start()
+{
+    m_buffer.Reset();
+}
+
+void CTextStream::End() {}
+
+void CTextStream::Flush() {}
+
+void CTextStream::ThrowUnknownEncoding()
+{
+    throw CKrException("Unknown Encoding, select UTF-8 (contact our support team)");
+}
+
+CBinaryData CTextStream::GetEncodedData()
+{
+    if (!IsKnownEncoding(m_eEncoding))
+        ThrowUnknownEncoding();
+    if (m_eEncoding != XmlEncoding_UTF8)
+        return LocalToUtf16(GetText(), GetLength());
+
+    // Text that is its own UTF-8 form is copied from the blocks in one pass, without joining.
+    size_t nLen = GetLength();
+    if (nLen == 0)
+        return CBinaryData();
+    CUtf8IdentityCheck check;
+    size_t nBlocks = m_buffer.GetBlockCount();
+    for (size_t i = 0; i < nBlocks && check.IsIdentity(); ++i)
+    {
+        size_t n;
+        const char* p = m_buffer.GetBlock(i, n);
+        check.Feed(p, n);
+    }
+    if (!check.IsIdentity())
+        return LocalToUtf8(GetText(), nLen);
+    if (nLen > 0xFFFFFFFFu)
+        throw CKrException("The text is too large for a byte buffer of 4 GB");
+    unsigned char* pOut = new unsigned char[nLen];
+    size_t nPos = 0;
+    for (size_t i = 0; i < nBlocks; ++i)
+    {
+        size_t n;
+        const char* p = m_buffer.GetBlock(i, n);
+        std::memcpy(pOut + nPos, p, n);
+        nPos += n;
+    }
+    return CBinaryData(pOut, static_cast<uint32_t>(nLen), true);
+}
+
+// ---- CFileTextStream ----
+
+CFileTextStream::CFileTextStream(const char* lpFileName, XmlEncoding eEncoding)
+    : CTextStream("CFileTextStream", eEncoding), m_strFileName(lpFileName ? lpFileName : ""), m_qwFilePos(0),
+      m_hFile(Platform::kInvalidFile)
+{
+}
+
+CFileTextStream::~CFileTextStream()
+{
+    // No error can be reported here; the worker is let finish so that the handle is not
+    // closed under a write.
+    CloseHandles();
+}
+
+void CFileTextStream::CloseHandles()
+{
+    uint64_t qwIgnored;
+    m_overlapped.Wait(qwIgnored);
+    Platform::CloseFile(m_hFile);
+}
+
+void CFileTextStream::Start()
+{
+    CloseHandles();
+    m_buffer.Reset();
+    m_pending.Clear();
+    uint32_t dwError = Platform::CreateFileForWrite(m_strFileName.c_str(), m_hFile);
+    if (dwError)
+        throw CKrException(FormatString("Failed to write data to the file [%s] error [0x%08X]", m_strFileName.c_str(),
+                                        static_cast<unsigned int>(dwError)));
+    dwError = m_overlapped.Prepare();
+    if (dwError)
+    {
+        Platform::CloseFile(m_hFile);
+        throw CKrException(FormatString("Failed to create event for file overlap [%s] error [0x%08X]",
+                                        m_strFileName.c_str(), static_cast<unsigned int>(dwError)));
+    }
+    m_qwFilePos = 0;
+    if (m_eEncoding == XmlEncoding_UTF16 || m_eEncoding == XmlEncoding_UTF16NoDecl)
+    {
+        static const unsigned char kByteOrderMark[2] = {0xFF, 0xFE};
+        m_overlapped.StartWrite(m_hFile, kByteOrderMark, 2, 0);
+    }
+}
+
+uint64_t CFileTextStream::WaitForWrite()
+{
+    uint64_t qwWritten = 0;
+    uint32_t dwError = m_overlapped.Wait(qwWritten);
+    if (dwError)
+    {
+        CloseHandles();
+        throw CKrException(
+            FormatString("Failed to write data to the file. Error [0x%08X]", static_cast<unsigned int>(dwError)));
+    }
+    return qwWritten;
+}
+
+void CFileTextStream::Flush()
+{
+    if (m_buffer.GetLength() >= kBlockSize)
+        WriteBlock();
+}
+
+void CFileTextStream::WriteBlock()
+{
+    if (m_buffer.GetLength() == 0 || m_hFile == Platform::kInvalidFile)
+        return;
+    m_qwFilePos += WaitForWrite();
+    if (!IsKnownEncoding(m_eEncoding))
+    {
+        CloseHandles();
+        ThrowUnknownEncoding();
+    }
+    // The worker takes the gathered text; the caller goes on in the buffer of the block that
+    // has just been written.
+    m_blockInFlight.Swap(m_buffer);
+    m_buffer.Reset();
+    m_overlapped.StartTask(&CFileTextStream::EncodeAndWrite, this);
+}
+
+// Runs on the worker while the caller produces the next block: converts the block in flight
+// and writes it at m_qwFilePos, which the caller leaves alone until it has waited.
+uint32_t CFileTextStream::EncodeAndWrite(void* pArg, uint64_t& qwWritten)
+{
+    CFileTextStream* pThis = static_cast<CFileTextStream*>(pArg);
+    qwWritten = 0;
+    try
+    {
+        const char* pText = pThis->m_blockInFlight.GetData();
+        size_t nLen = pThis->m_blockInFlight.GetLength();
+        const void* pBytes = pText;
+        size_t nBytes = nLen;
+        if (pThis->m_eEncoding == XmlEncoding_UTF8)
+        {
+            CUtf8IdentityCheck check;
+            check.Feed(pText, nLen);
+            if (!check.IsIdentity())
+            {
+                pThis->m_pending = LocalToUtf8(pText, nLen);
+                pBytes = pThis->m_pending.GetData();
+                nBytes = pThis->m_pending.GetLength();
+            }
+        }
+        else
+        {
+            pThis->m_pending = LocalToUtf16(pText, nLen);
+            pBytes = pThis->m_pending.GetData();
+            nBytes = pThis->m_pending.GetLength();
+        }
+        uint32_t dwError = Platform::WriteFileAt(pThis->m_hFile, pBytes, nBytes, pThis->m_qwFilePos);
+        if (dwError == 0)
+            qwWritten = nBytes;
+        return dwError;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ENOMEM;
+    }
+    catch (...)
+    {
+        return EFBIG;  // a block beyond the byte buffer's 4 GB
+    }
+}
+
+void CFileTextStream::End()
+{
+    if (m_hFile == Platform::kInvalidFile)
+    {
+        if (m_buffer.GetLength() != 0)
+            throw CKrException(FormatString("The file [%s] is not open for writing", m_strFileName.c_str()));
+        return;
+    }
+    WriteBlock();
+    m_qwFilePos += WaitForWrite();
+    CloseHandles();
+}
+
+} // namespace KrXmlLib16

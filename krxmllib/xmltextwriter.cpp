@@ -1,0 +1,425 @@
+#include "xmltextwriter.h"
+
+#include <cassert>
+#include <cstring>
+#include <memory>
+
+#include "functions.h"
+#include "krexception.h"
+
+namespace KrXmlLib16 {
+
+namespace {
+
+// What each byte needs, in text content and in attribute values.
+enum EscapeCode : unsigned char
+{
+    Esc_None = 0,
+    Esc_LineFeedContent,  // the writer's line end
+    Esc_LineFeedAttr,     // "&#xA;"
+    Esc_Drop,             // carriage return: left out
+    Esc_Quot,
+    Esc_Amp,
+    Esc_Lt,
+    Esc_Gt,
+    Esc_Forbidden         // a control character XML 1.0 has no way to carry
+};
+
+struct EscapeTables
+{
+    unsigned char content[256];
+    unsigned char attribute[256];
+
+    EscapeTables()
+    {
+        for (int c = 0; c < 256; ++c)
+        {
+            unsigned char code = Esc_None;
+            if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
+                code = Esc_Forbidden;
+            content[c] = attribute[c] = code;
+        }
+        content['\n'] = Esc_LineFeedContent;
+        attribute['\n'] = Esc_LineFeedAttr;
+        content['\r'] = attribute['\r'] = Esc_Drop;
+        attribute['"'] = Esc_Quot;
+        content['&'] = attribute['&'] = Esc_Amp;
+        content['<'] = attribute['<'] = Esc_Lt;
+        content['>'] = attribute['>'] = Esc_Gt;
+    }
+};
+
+const EscapeTables g_escape;
+
+const char kCDataStart[] = "<![CDATA[";
+
+// Deletes a context that never became current, without the parent chain it points to.
+struct PendingContext
+{
+    CXmlWriter::CXmlWriterContext* p;
+    ~PendingContext()
+    {
+        if (p)
+        {
+            p->m_pParent = nullptr;
+            delete p;
+        }
+    }
+};
+
+} // namespace
+
+CXmlTextWriter::CXmlTextWriter(CTextStream* pStream)
+    : CXmlWriter("CXmlTextWriter"), m_bWriteDefaultElementValues(false), m_strIndent("\t"), m_strEol("\n"),
+      m_eEOLType(EOLType_LF), m_bFormatted(true), m_pStream(pStream)
+{
+    assert(pStream != 0);
+}
+
+CXmlTextWriter::~CXmlTextWriter() = default;
+
+void CXmlTextWriter::SetFormatted(bool bFormatted)
+{
+    assert(m_pContext == 0);
+    m_bFormatted = bFormatted;
+}
+
+void CXmlTextWriter::SetIndent(const char* lpIndent)
+{
+    m_strIndent = lpIndent ? lpIndent : "";
+    m_strIndentRun.clear();
+}
+
+void CXmlTextWriter::SetEOLType(EOLType eEOLType)
+{
+    switch (eEOLType)
+    {
+    case EOLType_CRLF: m_strEol = "\r\n"; break;
+    case EOLType_LF: m_strEol = "\n"; break;
+    default: throw CKrException("Invalid EOL type.");
+    }
+    m_eEOLType = eEOLType;
+}
+
+// ---- low-level output ----
+
+void CXmlTextWriter::WriteIndent(int nDepth)
+{
+    if (m_strIndent.empty() || nDepth <= 0)
+        return;
+    size_t nNeed = static_cast<size_t>(nDepth) * m_strIndent.size();
+    if (m_strIndentRun.size() < nNeed)
+    {
+        size_t nLevels = static_cast<size_t>(nDepth) < 16 ? 16 : 2 * static_cast<size_t>(nDepth);
+        m_strIndentRun.clear();
+        m_strIndentRun.reserve(nLevels * m_strIndent.size());
+        for (size_t i = 0; i < nLevels; ++i)
+            m_strIndentRun += m_strIndent;
+    }
+    Write(m_strIndentRun.data(), nNeed);
+}
+
+void CXmlTextWriter::WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable)
+{
+    // Runs of bytes that need nothing go out in one piece.
+    const char* pRun = pText;
+    const char* pEnd = pText + nLen;
+    for (const char* p = pText; p < pEnd; ++p)
+    {
+        unsigned char code = pTable[static_cast<unsigned char>(*p)];
+        if (code == Esc_None)
+            continue;
+        if (p > pRun)
+            Write(pRun, static_cast<size_t>(p - pRun));
+        pRun = p + 1;
+        switch (code)
+        {
+        case Esc_LineFeedContent: WriteEol(); break;
+        case Esc_LineFeedAttr: Write("&#xA;", 5); break;
+        case Esc_Drop: break;
+        case Esc_Quot: Write("&quot;", 6); break;
+        case Esc_Amp: Write("&amp;", 5); break;
+        case Esc_Lt: Write("&lt;", 4); break;
+        case Esc_Gt: Write("&gt;", 4); break;
+        default:
+            throw CKrException(FormatString("The character [0x%02X] can not be represented in XML",
+                                            static_cast<unsigned int>(static_cast<unsigned char>(*p))));
+        }
+    }
+    if (pEnd > pRun)
+        Write(pRun, static_cast<size_t>(pEnd - pRun));
+}
+
+void CXmlTextWriter::WriteContentEscaped(const std::string& strText)
+{
+    WriteEscaped(strText.data(), strText.size(), g_escape.content);
+}
+
+void CXmlTextWriter::WriteAttributeEscaped(const std::string& strText)
+{
+    WriteEscaped(strText.data(), strText.size(), g_escape.attribute);
+}
+
+void CXmlTextWriter::WriteNamespaceDeclaration(const char* lpBefore, const std::string& strAlias,
+                                               const std::string& strNamespace, const char* lpAfter)
+{
+    Write(lpBefore, std::strlen(lpBefore));
+    Write(strAlias);
+    Write("=\"", 2);
+    WriteAttributeEscaped(strNamespace);
+    Write(lpAfter, std::strlen(lpAfter));
+}
+
+void CXmlTextWriter::CloseParentStartTag()
+{
+    if (!m_pContext)
+        return;
+    ++m_pContext->m_nChildElements;
+    if (m_pContext->m_bStartTagOpen)
+    {
+        m_pContext->m_bStartTagOpen = false;
+        Write('>');
+        if (m_bFormatted)
+            WriteEol();
+    }
+}
+
+void CXmlTextWriter::CheckAttributeAllowed() const
+{
+    assert(m_pContext != 0);
+    if (!m_pContext->m_bStartTagOpen)
+        throw CKrException("Attributes must be added before elements");
+}
+
+// ---- document ----
+
+void CXmlTextWriter::StartDocument()
+{
+    CXmlWriter::StartDocument();
+    m_pStream->Start();
+}
+
+void CXmlTextWriter::EndDocument()
+{
+    m_pStream->End();
+    CXmlWriter::EndDocument();
+}
+
+void CXmlTextWriter::WriteXmlDeclaration()
+{
+    static const char kStart[] = "<?xml version=\"1.0\"";
+    Write(kStart, sizeof(kStart) - 1);
+    switch (m_pStream->GetEncoding())
+    {
+    case XmlEncoding_UTF8: Write(" encoding=\"UTF-8\"", 17); break;
+    case XmlEncoding_UTF16: Write(" encoding=\"UTF-16\"", 18); break;
+    default: break;
+    }
+    Write("?>", 2);
+    WriteEol();
+    FlushTest();
+    assert(m_pContext == 0);
+}
+
+void CXmlTextWriter::WriteHeadedDirective(const std::string& strText)
+{
+    if (m_pContext)
+        throw CKrException("Headed directives must appear before an Element has been added.");
+    Write(strText);
+    WriteEol();
+    FlushTest();
+}
+
+void CXmlTextWriter::WriteRawLine(const std::string& strText)
+{
+    Write(strText);
+    if (m_bFormatted)
+        WriteEol();
+    FlushTest();
+}
+
+void CXmlTextWriter::CloseStartTag()
+{
+    CloseParentStartTag();
+    FlushTest();
+}
+
+void CXmlTextWriter::WriteComment(const std::string& strText)
+{
+    // The only sequences a comment can't hold; escaping can't help inside a comment.
+    if (strText.find("--") != std::string::npos || (!strText.empty() && strText.back() == '-'))
+        throw CKrException("A comment can not contain \"--\" or end with \"-\"");
+    Write("<!--", 4);
+    WriteContentEscaped(strText);
+    Write("-->", 3);
+    WriteEol();
+    FlushTest();
+}
+
+void CXmlTextWriter::WriteProcessingInstruction(const std::string& strText)
+{
+    Write(strText);
+    WriteEol();
+    WriteEol();
+    FlushTest();
+}
+
+void CXmlTextWriter::WriteInLineSchema(const std::string& strText)
+{
+    Write(' ');
+    WriteEol();
+    Write(strText);
+    WriteEol();
+    FlushTest();
+}
+
+// ---- elements ----
+
+void CXmlTextWriter::StartElement(const std::string& strName, const std::string& strNamespace)
+{
+    bool bRoot = m_pContext == nullptr;
+    CloseParentStartTag();
+    PendingContext pending{CreateContext(strName, strNamespace)};
+    CXmlWriterContext* pNew = pending.p;
+
+    if (m_bFormatted)
+        WriteIndent(pNew->m_nDepth);
+    Write('<');
+    if (strNamespace.empty() || strNamespace == pNew->GetDefaultNamespace())
+        Write(strName);
+    else
+    {
+        bool bNewAlias = false;
+        pNew->m_strPrefix = pNew->GetNamespaceMapValue(strNamespace);
+        if (pNew->m_strPrefix.empty())
+        {
+            pNew->m_strPrefix = GenerateNamespaceAlias(pNew->GetNamespaceMap());
+            pNew->SetNamespaceMapValue(strNamespace, pNew->m_strPrefix);
+            bNewAlias = true;
+        }
+        assert(pNew->GetNamespaceMapValue(strNamespace).length() != 0);
+        Write(pNew->m_strPrefix);
+        Write(':');
+        Write(strName);
+        if (bNewAlias)
+            WriteNamespaceDeclaration(" xmlns:", pNew->m_strPrefix, strNamespace, "\"");
+    }
+    if (bRoot)
+    {
+        if (!m_strDefaultNamespace.empty())
+        {
+            Write(" xmlns=\"", 8);
+            WriteAttributeEscaped(m_strDefaultNamespace);
+            Write('"');
+        }
+        static const size_t nXmlUriLen = std::strlen(kXmlNamespaceUri);
+        for (const NamespaceMap::value_type& entry : m_namespaces)
+        {
+            if (entry.first.compare(0, nXmlUriLen, kXmlNamespaceUri) == 0)
+                continue;
+            WriteNamespaceDeclaration(" xmlns:", entry.second, entry.first, "\"");
+        }
+    }
+    FlushTest();
+    PushContext(pNew);
+    pending.p = nullptr;
+}
+
+void CXmlTextWriter::WriteElementText(const std::string& strText, ItemType, bool bIsDefault)
+{
+    assert(m_pContext != 0);
+    if (strText.empty())
+        return;
+    if (bIsDefault && !m_bWriteDefaultElementValues)
+        return;
+    if (m_pContext->m_bStartTagOpen)
+    {
+        m_pContext->m_bStartTagOpen = false;
+        Write('>');
+    }
+    if (strText.compare(0, sizeof(kCDataStart) - 1, kCDataStart) == 0)
+        Write(strText);
+    else
+        WriteContentEscaped(strText);
+    FlushTest();
+}
+
+void CXmlTextWriter::EndElement()
+{
+    assert(m_pContext != 0);
+    CXmlWriterContext* pContext = m_pContext;
+    if (pContext->m_bStartTagOpen)
+        Write("/>", 2);
+    else
+    {
+        if (m_bFormatted && pContext->m_nChildElements != 0)
+            WriteIndent(pContext->m_nDepth);
+        Write("</", 2);
+        if (!pContext->m_strPrefix.empty())
+        {
+            Write(pContext->m_strPrefix);
+            Write(':');
+        }
+        Write(pContext->m_strName);
+        Write('>');
+    }
+    if (m_bFormatted)
+        WriteEol();
+    FlushTest();
+    PopContext();
+}
+
+void CXmlTextWriter::WriteAttribute(const std::string& strName, const std::string& strNamespace,
+                                    const std::string& strValue, ItemType)
+{
+    CheckAttributeAllowed();
+    Write(' ');
+    if (!strNamespace.empty())
+    {
+        // The default namespace is no help to attributes: a namespace always takes an alias.
+        const std::string* pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
+        if (pAlias->empty())
+        {
+            std::string strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
+            m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
+            WriteNamespaceDeclaration("xmlns:", strAlias, strNamespace, "\" ");
+            pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
+        }
+        assert(pAlias->length() != 0);
+        Write(*pAlias);
+        Write(':');
+    }
+    Write(strName);
+    Write("=\"", 2);
+    WriteAttributeEscaped(strValue);
+    Write('"');
+    FlushTest();
+}
+
+void CXmlTextWriter::WriteTypeAttribute(const std::string& strNamespace, const std::string& strTypeName,
+                                        ItemType eType)
+{
+    CheckAttributeAllowed();
+    if (strNamespace.empty() || strNamespace == m_pContext->GetDefaultNamespace())
+    {
+        WriteAttribute("type", kXmlSchemaInstanceUri, strTypeName, eType);
+        return;
+    }
+    std::string strAlias = m_pContext->GetNamespaceMapValue(strNamespace);
+    if (strAlias.empty())
+    {
+        strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
+        m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
+        // WriteAttribute adds a blank of its own, so two stand between the two attributes.
+        WriteNamespaceDeclaration(" xmlns:", strAlias, strNamespace, "\" ");
+    }
+    WriteAttribute("type", kXmlSchemaInstanceUri, strAlias + ":" + strTypeName, eType);
+}
+
+void CXmlTextWriter::WriteNilAttribute()
+{
+    CheckAttributeAllowed();
+    WriteAttribute("nil", kXmlSchemaInstanceUri, "true", ItemType_boolean);
+}
+
+} // namespace KrXmlLib16
