@@ -1,5 +1,6 @@
 #include "serializationcontext.h"
 
+#include "attribute.h"
 #include "functions.h"
 #include "krexception.h"
 
@@ -81,6 +82,7 @@ CSerializationContext::CSerializationContext(const CSerializationContext& other)
       m_strDefaultNamespaceURI(other.m_strDefaultNamespaceURI),
       m_bWriteTypeAttribute(other.m_bWriteTypeAttribute),
       m_namespaceAliases(other.m_namespaceAliases),
+      m_pAdditionalRootAttributes(other.m_pAdditionalRootAttributes),
       m_processingInstructions(other.m_processingInstructions),
       m_strInLineSchema(other.m_strInLineSchema),
       m_bIgnoreInvalidCollectionCounts(other.m_bIgnoreInvalidCollectionCounts),
@@ -105,6 +107,7 @@ CSerializationContext& CSerializationContext::operator=(const CSerializationCont
         m_strDefaultNamespaceURI.swap(copy.m_strDefaultNamespaceURI);
         m_bWriteTypeAttribute = copy.m_bWriteTypeAttribute;
         m_namespaceAliases = copy.m_namespaceAliases;
+        m_pAdditionalRootAttributes = copy.m_pAdditionalRootAttributes;
         m_processingInstructions.swap(copy.m_processingInstructions);
         m_strInLineSchema.swap(copy.m_strInLineSchema);
         m_bIgnoreInvalidCollectionCounts = copy.m_bIgnoreInvalidCollectionCounts;
@@ -123,6 +126,13 @@ CSerializationContext& CSerializationContext::operator=(const CSerializationCont
 }
 
 CSerializationContext::~CSerializationContext() = default;
+
+CSmartPtr<CAttributeCol> CSerializationContext::GetAdditionalRootAttributes() const
+{
+    if (!m_pAdditionalRootAttributes)
+        m_pAdditionalRootAttributes = new CAttributeCol("", "##any", "");
+    return m_pAdditionalRootAttributes;
+}
 
 CSerializationContext& CSerializationContext::GetDefaultContext()
 {

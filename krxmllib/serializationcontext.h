@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "smartptr.h"
 #include "xmlenums.h"
 
 namespace KrXmlLib16 {
 
+class CAttributeCol;
 class CFastInfosetContext;
 class CJsonContext;
 
@@ -59,6 +61,10 @@ public:
 
     CNamespaceAliasMap& GetNamespaceAliases() { return m_namespaceAliases; }
     const CNamespaceAliasMap& GetNamespaceAliases() const { return m_namespaceAliases; }
+
+    // Attributes written on the root element behind its namespace declarations; made at first
+    // use. A copy of the context shares the collection.
+    CSmartPtr<CAttributeCol> GetAdditionalRootAttributes() const;
 
     std::vector<std::string>& GetProcessingInstructions() { return m_processingInstructions; }
     const std::vector<std::string>& GetProcessingInstructions() const { return m_processingInstructions; }
@@ -109,6 +115,7 @@ private:
     std::string m_strDefaultNamespaceURI;
     bool m_bWriteTypeAttribute;
     CNamespaceAliasMap m_namespaceAliases;
+    mutable CSmartPtr<CAttributeCol> m_pAdditionalRootAttributes;
     std::vector<std::string> m_processingInstructions;
     std::string m_strInLineSchema;
     bool m_bIgnoreInvalidCollectionCounts;

@@ -1,6 +1,7 @@
 #include "xmlobjectbase.h"
 
 #include "binarydata.h"
+#include "element.h"
 #include "binarystream.h"
 #include "functions.h"
 #include "krexception.h"
@@ -58,6 +59,15 @@ void CXmlObjectBase::FromXmlStream(const CBinaryData& data, const CSerialization
 void CXmlObjectBase::FromXmlFile(const char* lpFileName, const CSerializationContext& ctx)
 {
     ReadThroughDocument(ctx, [lpFileName](CXmlDocument& doc) { doc.Load(lpFileName); });
+}
+
+void CXmlObjectBase::FromXmlElement(const CElement* pElement, const CSerializationContext& ctx)
+{
+    if (!pElement)
+        throw CKrInvalidParamException("The element to read from is NULL");
+    // Untyped content becomes a bound object by way of its text.
+    std::string strXml = pElement->ToXml(false, false, EOLType_LF, CSerializationContext::GetDefaultContext());
+    FromXml(strXml.c_str(), ctx);
 }
 
 void CXmlObjectBase::FromXmlElement(const CXmlElement* pElement, const CSerializationContext& ctx)
@@ -201,9 +211,5 @@ void CXmlObjectBase::FromJsonStream(unsigned char* const, uint32_t, const CSeria
     ThrowRoadMissing("FromJsonStream");
 }
 
-void CXmlObjectBase::FromXmlElement(const CElement*, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromXmlElement(CElement)");
-}
 
 } // namespace KrXmlLib16

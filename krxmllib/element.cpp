@@ -1,0 +1,580 @@
+#include "element.h"
+
+#include <cstring>
+#include <utility>
+
+#include "binarydata.h"
+#include "functions.h"
+#include "krexception.h"
+#include "textstream.h"
+#include "xmldocument.h"
+#include "xmltextwriter.h"
+
+namespace KrXmlLib16 {
+
+static const char* Safe(const char* lp) { return lp ? lp : ""; }
+
+namespace {
+
+// Reading, writing, copying and freeing an untyped tree walk it with explicit work lists:
+// a document may nest far deeper than the stack allows.
+
+// Elements whose content is still to be read; set while the outermost read runs.
+thread_local std::vector<std::pair<CSmartPtr<CElement>, const CXmlElement*>>* t_pPendingReads = nullptr;
+// Objects whose last reference is still to be dropped; set while the outermost release runs.
+thread_local std::vector<CXmlObjectBase*>* t_pPendingReleases = nullptr;
+
+void ReleaseAll(std::vector<CXmlObjectBase*>& items)
+{
+    // Releasing an element may add its children to the list; they go in the same loop.
+    while (!items.empty())
+    {
+        CXmlObjectBase* p = items.back();
+        items.pop_back();
+        if (p)
+            p->Release();
+    }
+}
+
+bool IsKeyword(const char* lpNamespace)
+{
+    return std::strcmp(lpNamespace, "##any") == 0 || std::strcmp(lpNamespace, "##other") == 0 ||
+           std::strcmp(lpNamespace, "##local") == 0 || std::strcmp(lpNamespace, "##targetNamespace") == 0;
+}
+
+} // namespace
+
+// ---- construction ----
+
+CElement::CElement(const char* lpName) : CInstanceMonitor("CElement")
+{
+    Init(lpName, "", "##any", "");
+}
+
+CElement::CElement(const char* lpName, const char* lpNamespace) : CInstanceMonitor("CElement")
+{
+    if (lpNamespace && IsKeyword(lpNamespace))
+        throw CKrInvalidNamespaceException(FormatString("Invalid Namespace [%s].", lpNamespace), std::string());
+    Init(lpName, lpNamespace, lpNamespace, "");
+}
+
+CElement::CElement(const char* lpName, const char* lpNamespace, const char* lpRestrictions,
+                   const char* lpTargetNamespace)
+    : CInstanceMonitor("CElement")
+{
+    Init(lpName, lpNamespace, lpRestrictions, lpTargetNamespace);
+}
+
+CElement::CElement(CXmlObjectBase* pObject, const char* lpDefaultNamespace) : CInstanceMonitor("CElement")
+{
+    Init("", "", "##any", "");
+    if (!pObject)
+        throw CKrInvalidParamException("The object to copy is NULL");
+    if (lpDefaultNamespace)
+        m_strDefaultNamespace = lpDefaultNamespace;
+    CSerializationContext ctx;
+    ctx.SetDefaultNamespaceURI(m_strDefaultNamespace.c_str());
+    CBinaryData data = pObject->ToXmlStream(false, false, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None);
+    CXmlDocument doc(ctx);
+    doc.LoadXmlStream(data.GetData(), data.GetLength());
+    CopyXmlElement(doc.GetDocumentElement());
+}
+
+CElement::CElement(const CElement& other)
+    : CXmlObjectBase(other),
+      CInstanceMonitor(other),
+      m_strName(other.m_strName),
+      m_strText(other.m_strText),
+      m_strNamespace(other.m_strNamespace),
+      m_strNamespaceRestrictions(other.m_strNamespaceRestrictions),
+      m_strTargetNamespace(other.m_strTargetNamespace),
+      m_spAttributes(other.Attributes()),
+      m_spChildElements(other.Children()),
+      m_strDefaultNamespace(other.m_strDefaultNamespace)
+{
+}
+
+CElement::~CElement()
+{
+    CElementCol* pCol = m_spChildElements;
+    if (!pCol)
+        return;
+    // Only a collection that dies with this element gives its items to the work list; a
+    // shared one keeps them.
+    if (pCol->AddRef() != 2)
+    {
+        pCol->Release();
+        return;
+    }
+    pCol->Release();
+    if (t_pPendingReleases)
+    {
+        pCol->DetachItems(*t_pPendingReleases);
+        return;
+    }
+    std::vector<CXmlObjectBase*> items;
+    pCol->DetachItems(items);
+    t_pPendingReleases = &items;
+    ReleaseAll(items);
+    t_pPendingReleases = nullptr;
+}
+
+void CElement::Init(const char* lpName, const char* lpNamespace, const char* lpRestrictions,
+                    const char* lpTargetNamespace)
+{
+    if (!lpName)
+        throw CKrInvalidNamespaceException("Element Name must have a value", std::string());
+    if (!lpNamespace)
+        throw CKrInvalidNamespaceException("Element Namespace must have a value", std::string());
+    if (!lpRestrictions)
+        throw CKrInvalidNamespaceException("Namespace Restriction must have a value", std::string());
+    if (!lpTargetNamespace)
+        throw CKrInvalidNamespaceException("Target Namespace must have a value", std::string());
+    TestNamespace(lpNamespace, lpRestrictions, lpTargetNamespace);
+    m_strName = lpName;
+    m_strNamespace = lpNamespace;
+    m_strNamespaceRestrictions = lpRestrictions;
+    m_strTargetNamespace = lpTargetNamespace;
+    m_spAttributes = nullptr;
+    m_spChildElements = nullptr;
+}
+
+CAttributeCol* CElement::Attributes() const
+{
+    if (!m_spAttributes)
+        m_spAttributes = new CAttributeCol(m_strNamespace.c_str(), "##any", m_strTargetNamespace.c_str());
+    return m_spAttributes;
+}
+
+CElementCol* CElement::Children() const
+{
+    if (!m_spChildElements)
+        m_spChildElements = new CElementCol(m_strNamespace.c_str(), "##any", m_strTargetNamespace.c_str(), 0, -1);
+    return m_spChildElements;
+}
+
+CSmartPtr<CAttributeCol> CElement::GetAttributes() const
+{
+    return CSmartPtr<CAttributeCol>(Attributes());
+}
+
+CSmartPtr<CElementCol> CElement::GetChildElements() const
+{
+    return CSmartPtr<CElementCol>(Children());
+}
+
+void CElement::SetNamespace(const char* lpNamespace)
+{
+    // The collections take the namespace the element had when it was made.
+    Attributes();
+    Children();
+    m_strNamespace = Safe(lpNamespace);
+}
+
+// ---- copies ----
+
+void CElement::CopyXmlElement(const CXmlElement* pElement)
+{
+    if (!pElement)
+        throw CKrException("Invalid or empty XML document");
+    std::vector<std::pair<CElement*, const CXmlElement*>> work;
+    work.emplace_back(this, pElement);
+    while (!work.empty())
+    {
+        CElement* pTarget = work.back().first;
+        const CXmlElement* pSource = work.back().second;
+        work.pop_back();
+        pTarget->m_strName = pSource->GetLocalName();
+        pTarget->m_strNamespace = pSource->GetNamespaceURI();
+        pTarget->m_strText = pSource->GetText();
+        if (pTarget->m_spAttributes)
+            pTarget->m_spAttributes->Clear();
+        if (pTarget->m_spChildElements)
+            pTarget->m_spChildElements->Clear();
+        for (const CXmlAttribute* pAttr : pSource->GetAttributes())
+        {
+            pTarget->Attributes()->Add(pAttr->GetLocalName().c_str(), pAttr->GetValue().c_str(),
+                                       pAttr->GetNamespaceURI().c_str());
+            if (pAttr->GetLocalName() == "xmlns")
+                pTarget->m_strDefaultNamespace = pAttr->GetValue();
+        }
+        for (const CXmlElement* pChild = pSource->GetFirstElement(); pChild; pChild = pChild->GetNextSiblingElement())
+        {
+            CSmartPtr<CElement> spNew(new CElement(pChild->GetLocalName().c_str()));
+            pTarget->Children()->Add(spNew);
+            work.emplace_back(spNew, pChild);
+        }
+    }
+}
+
+CSmartPtr<CElement> CElement::Clone() const
+{
+    auto copyShallow = [](const CElement* p) {
+        CSmartPtr<CElement> sp(new CElement(p->m_strName.c_str(), p->m_strNamespace.c_str(),
+                                            p->m_strNamespaceRestrictions.c_str(), p->m_strTargetNamespace.c_str()));
+        sp->m_strText = p->m_strText;
+        if (p->m_spAttributes)
+            sp->m_spAttributes = p->m_spAttributes->Clone();
+        if (p->m_spChildElements)
+        {
+            const CElementCol* pCol = p->m_spChildElements;
+            sp->m_spChildElements =
+                new CElementCol(pCol->m_strDefaultNamespace.c_str(), pCol->m_strNamespaceRestrictions.c_str(),
+                                pCol->m_strTargetNamespace.c_str(), pCol->GetMinOccurs(), pCol->GetMaxOccurs());
+        }
+        return sp;
+    };
+    CSmartPtr<CElement> spRoot = copyShallow(this);
+    std::vector<std::pair<const CElement*, CElement*>> work;
+    work.emplace_back(this, spRoot);
+    while (!work.empty())
+    {
+        const CElement* pSource = work.back().first;
+        CElement* pTarget = work.back().second;
+        work.pop_back();
+        if (!pSource->m_spChildElements)
+            continue;
+        for (CElement* pChild : *pSource->m_spChildElements)
+        {
+            CSmartPtr<CElement> spCopy = copyShallow(pChild);
+            pTarget->m_spChildElements->Add(spCopy);
+            work.emplace_back(pChild, spCopy);
+        }
+    }
+    return spRoot;
+}
+
+void CElement::SetNamespaceRestrictions(const char* lpRestrictions, const char* lpTargetNamespace)
+{
+    std::vector<const CElement*> work{this};
+    while (!work.empty())
+    {
+        const CElement* p = work.back();
+        work.pop_back();
+        try
+        {
+            TestNamespace(p->m_strNamespace.c_str(), lpRestrictions, lpTargetNamespace);
+        }
+        catch (const CKrException& e)
+        {
+            throw CKrInvalidNamespaceException(
+                FormatString("The namespace %s in the class %s is invalid against restriction %s",
+                             p->m_strNamespace.c_str(), p->m_strName.c_str(), Safe(lpRestrictions)),
+                std::string(), e);
+        }
+        if (p->m_spAttributes)
+            for (CAttribute* pAttr : *p->m_spAttributes)
+                TestNamespace(pAttr->GetNamespace().c_str(), lpRestrictions, lpTargetNamespace);
+        if (p->m_spChildElements)
+            for (CElement* pChild : *p->m_spChildElements)
+                work.push_back(pChild);
+    }
+}
+
+// ---- reading ----
+
+CXmlElement* CElement::FromXml_Int(CXmlElement*, CXmlElement* pCursor, const CSerializationContext& ctx, bool)
+{
+    if (!pCursor)
+        return nullptr;
+    if (!IsNamespaceValid(pCursor->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
+                          m_strTargetNamespace.c_str()))
+        return pCursor;
+    if (t_pPendingReads)
+    {
+        // Inside an outer read: the content follows from the work list.
+        t_pPendingReads->emplace_back(CSmartPtr<CElement>(this), pCursor);
+        return pCursor->GetNextSiblingElement();
+    }
+    std::vector<std::pair<CSmartPtr<CElement>, const CXmlElement*>> pending;
+    struct Scope
+    {
+        explicit Scope(decltype(pending)* p) { t_pPendingReads = p; }
+        ~Scope() { t_pPendingReads = nullptr; }
+    } scope(&pending);
+    // This object may live on the stack: it isn't counted while its own content is read.
+    ReadContent(pCursor, ctx);
+    while (!pending.empty())
+    {
+        CSmartPtr<CElement> spElement = pending.back().first;
+        const CXmlElement* pSource = pending.back().second;
+        pending.pop_back();
+        spElement->ReadContent(pSource, ctx);
+    }
+    return pCursor->GetNextSiblingElement();
+}
+
+void CElement::ReadContent(const CXmlElement* pSource, const CSerializationContext& ctx)
+{
+    CXmlElement* pElement = const_cast<CXmlElement*>(pSource);
+    if (!pSource->GetAttributes().empty())
+        Attributes()->FromXml_Int(pElement, nullptr, ctx, false);
+    if (pSource->GetFirstElement() &&
+        Children()->FromXml_Int(pElement, pSource->GetFirstElement(), ctx, false) != nullptr)
+        throw CKrValidationException(FormatString("Invalid Element [%s] found.", pSource->GetLocalName().c_str()),
+                                     pSource->GetXPath());
+    m_strText = pSource->GetText();
+    m_strName = pSource->GetLocalName();
+    m_strNamespace = pSource->GetNamespaceURI();
+}
+
+void CElement::ReadDocumentElement(const CXmlDocument& doc, const CSerializationContext& ctx)
+{
+    CXmlElement* pRoot = doc.GetDocumentElement();
+    if (!pRoot)
+        throw CKrException("Invalid or empty XML document");
+    if (FromXml_Int(nullptr, pRoot, ctx, false) == pRoot)
+        throw CKrInvalidNamespaceException(
+            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
+                         pRoot->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
+                         m_strTargetNamespace.c_str()),
+            pRoot->GetXPath());
+}
+
+void CElement::FromXml(const char* lpXml)
+{
+    FromXml(lpXml, CSerializationContext::GetDefaultContext());
+}
+
+void CElement::FromXml(const char* lpXml, const CSerializationContext& ctx)
+{
+    CXmlDocument doc(ctx);
+    doc.LoadXml(lpXml);
+    ReadDocumentElement(doc, ctx);
+}
+
+void CElement::FromXml(const unsigned short* lpXml, const CSerializationContext& ctx)
+{
+    CXmlDocument doc(ctx);
+    doc.LoadXml(lpXml);
+    ReadDocumentElement(doc, ctx);
+}
+
+void CElement::FromXmlStream(unsigned char* const pData, uint32_t dwLen, const CSerializationContext& ctx)
+{
+    CXmlDocument doc(ctx);
+    doc.LoadXmlStream(pData, dwLen);
+    ReadDocumentElement(doc, ctx);
+}
+
+void CElement::FromXmlFile(const char* lpFileName, const CSerializationContext& ctx)
+{
+    CXmlDocument doc(ctx);
+    doc.Load(lpFileName);
+    ReadDocumentElement(doc, ctx);
+}
+
+void CElement::FromXmlElement(const CXmlElement* pElement, const CSerializationContext& ctx)
+{
+    if (!pElement)
+        throw CKrInvalidParamException("The element to read from is NULL");
+    CXmlElement* p = const_cast<CXmlElement*>(pElement);
+    if (FromXml_Int(nullptr, p, ctx, false) == p)
+        throw CKrInvalidNamespaceException(
+            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
+                         p->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()),
+            p->GetXPath());
+}
+
+// ---- writing ----
+
+void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespace, const CSerializationContext& ctx,
+                         bool bOptionalChoice) const
+{
+    if (bRoot)
+    {
+        // The root of a document takes the document options, as a bound class's root does.
+        for (const std::string& strPI : ctx.GetProcessingInstructions())
+            pWriter->WriteProcessingInstruction(strPI);
+        const CNamespaceAliasMap& aliases = ctx.GetNamespaceAliases();
+        for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
+        {
+            std::string strNamespace = aliases.GetNamespaceAt(i);
+            pWriter->AddNamespaceAlias(aliases.GetAliasFromNamespace(strNamespace.c_str()), strNamespace);
+        }
+        if (!ctx.GetDefaultNamespaceURI().empty())
+            pWriter->SetDefaultNamespace(ctx.GetDefaultNamespaceURI());
+    }
+    if (!m_strDefaultNamespace.empty() && dynamic_cast<CXmlTextWriter*>(pWriter) && !bRoot)
+    {
+        WriteNested(pWriter, ctx, bOptionalChoice);
+        return;
+    }
+
+    struct Frame
+    {
+        const CElement* pElement;
+        CXmlCollection::CNode* pNextChild;
+    };
+    std::vector<Frame> stack;
+    auto open = [&](const CElement* p, bool bIsRoot) {
+        pWriter->StartElement(p->m_strName, p->m_strNamespace);
+        if (bIsRoot && bRoot)
+            ctx.GetAdditionalRootAttributes()->ToXml_Int(pWriter, false, lpNamespace, ctx, false);
+        if (p->m_spAttributes)
+            p->m_spAttributes->ToXml_Int(pWriter, false, lpNamespace, ctx, false);
+        if (bIsRoot && bRoot && !ctx.GetInLineSchema().empty())
+            pWriter->WriteInLineSchema(ctx.GetInLineSchema());
+        CXmlCollection::CNode* pFirst = nullptr;
+        if (p->m_spChildElements)
+        {
+            p->m_spChildElements->ValidateCount(ctx);
+            pFirst = p->m_spChildElements->GetHead();
+        }
+        stack.push_back(Frame{p, pFirst});
+    };
+    open(this, true);
+    while (!stack.empty())
+    {
+        Frame& top = stack.back();
+        if (top.pNextChild)
+        {
+            const CElement* pChild = static_cast<const CElement*>(static_cast<CXmlObjectBase*>(top.pNextChild->m_spItem));
+            top.pNextChild = top.pNextChild->m_pNext;
+            if (!pChild->m_strDefaultNamespace.empty() && dynamic_cast<CXmlTextWriter*>(pWriter))
+                pChild->WriteNested(pWriter, ctx, false);
+            else
+                open(pChild, false);  // may grow the stack: top is not used after this
+            continue;
+        }
+        pWriter->WriteElementText(top.pElement->m_strText, ItemType_string, false);
+        pWriter->EndElement();
+        stack.pop_back();
+    }
+}
+
+void CElement::WriteNested(CXmlWriter* pWriter, const CSerializationContext&, bool bOptionalChoice) const
+{
+    // The content has a default namespace of its own: it is written as a document of its own
+    // and put into the outer one as it stands.
+    CXmlTextWriter* pOuter = static_cast<CXmlTextWriter*>(pWriter);
+    CTextStream stream;
+    CXmlTextWriter inner(&stream);
+    inner.StartDocument();
+    inner.SetFormatted(pOuter->GetFormatted());
+    inner.SetEOLType(pOuter->GetEOLType());
+    inner.SetDefaultNamespace(m_strDefaultNamespace);
+    inner.StartElement(m_strName, m_strNamespace);
+    CSerializationContext innerCtx;
+    innerCtx.SetDefaultNamespaceURI(m_strDefaultNamespace.c_str());
+    if (m_spChildElements)
+        m_spChildElements->ToXml_Int(&inner, false, m_strNamespace.c_str(), innerCtx, bOptionalChoice);
+    inner.WriteElementText(m_strText, ItemType_string, false);
+    inner.EndElement();
+    inner.EndDocument();
+    pOuter->CloseStartTag();
+    pOuter->WriteRawLine(stream.GetText());
+}
+
+// ---- CElementCol ----
+
+CElementCol::CElementCol(const char* lpNamespace, const char* lpRestrictions, const char* lpTargetNamespace,
+                         int iMinOccurs, int iMaxOccurs)
+    : CInstanceMonitor("CElementCol")
+{
+    const char* lpNs = Safe(lpNamespace);
+    const char* lpRestr = Safe(lpRestrictions);
+    TestNamespace(lpNs, lpRestr, Safe(lpTargetNamespace));
+    if (*lpNs == 0 && std::strlen(lpRestr) >= 2 && std::strncmp(lpRestr, "##", 2) == 0)
+        m_strDefaultNamespace = lpRestr;
+    else
+        m_strDefaultNamespace = lpNs;
+    m_strNamespaceRestrictions = "##any";
+    m_strTargetNamespace = Safe(lpTargetNamespace);
+    m_iMinOccurs = iMinOccurs;
+    m_iMaxOccurs = iMaxOccurs;
+}
+
+CSmartPtr<CElement> CElementCol::Add(const char* lpName, const char* lpNamespace)
+{
+    TestNamespace(Safe(lpNamespace), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str());
+    CSmartPtr<CElement> sp(
+        new CElement(lpName, Safe(lpNamespace), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()));
+    AppendItem(sp);
+    return sp;
+}
+
+CSmartPtr<CElement> CElementCol::Add(const char* lpName)
+{
+    if (m_strDefaultNamespace.empty())
+        throw CKrInvalidStateException("A Namespace has not been set for this Collection");
+    CSmartPtr<CElement> sp(new CElement(lpName, m_strDefaultNamespace.c_str(), m_strNamespaceRestrictions.c_str(),
+                                        m_strTargetNamespace.c_str()));
+    AppendItem(sp);
+    return sp;
+}
+
+CSmartPtr<CElement> CElementCol::Add(CElement* pElement)
+{
+    CSmartPtr<CElement> sp(pElement);
+    if (!pElement)
+        throw CKrInvalidParamException("The element to add is NULL");
+    TestNamespace(pElement->m_strNamespace.c_str(), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str());
+    AppendItem(pElement);
+    return sp;
+}
+
+CSmartPtr<CElement> CElementCol::Item(int iIndex) const
+{
+    return CSmartPtr<CElement>(static_cast<CElement*>(static_cast<CXmlObjectBase*>(GetNodeAtIndex(iIndex)->m_spItem)));
+}
+
+CSmartPtr<CElementCol> CElementCol::Clone() const
+{
+    CSmartPtr<CElementCol> spCopy(new CElementCol(m_strDefaultNamespace.c_str(), m_strNamespaceRestrictions.c_str(),
+                                                  m_strTargetNamespace.c_str(), m_iMinOccurs, m_iMaxOccurs));
+    for (CElement* p : *this)
+        spCopy->Add(p->Clone());
+    return spCopy;
+}
+
+void CElementCol::DetachItems(std::vector<CXmlObjectBase*>& items)
+{
+    DetachAllItems(items);
+}
+
+void CElementCol::ToXml_Int(CXmlWriter* pWriter, bool, const char* lpNamespace, const CSerializationContext& ctx,
+                            bool) const
+{
+    ValidateCount(ctx);
+    for (CElement* p : *this)
+        CXmlObjectBase::ToXml_Int(p, pWriter, false, lpNamespace, ctx, false);
+}
+
+CXmlElement* CElementCol::FromXml_Int(CXmlElement* pParent, CXmlElement* pCursor, const CSerializationContext& ctx,
+                                      bool)
+{
+    while (pCursor)
+    {
+        const std::string& strNamespace = pCursor->GetNamespaceURI();
+        if (!IsNamespaceValid(strNamespace.c_str(), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()))
+            return pCursor;
+        CSmartPtr<CElement> sp(new CElement(pCursor->GetLocalName().c_str(), strNamespace.c_str(),
+                                            m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()));
+        CXmlElement* pNext = sp->FromXml_Int(pParent, pCursor, ctx, false);
+        if (pNext == pCursor)
+            return pCursor;
+        Add(sp);
+        pCursor = pNext;
+    }
+    return pCursor;
+}
+
+CXmlElement* CElementCol::FromXmlLockElementName_Int(std::string strName, std::string strNamespace,
+                                                     CXmlElement* pParent, CXmlElement* pCursor,
+                                                     const CSerializationContext& ctx)
+{
+    while (pCursor && pCursor->GetLocalName() == strName && pCursor->GetNamespaceURI() == strNamespace)
+    {
+        CSmartPtr<CElement> sp(new CElement(pCursor->GetLocalName().c_str(), pCursor->GetNamespaceURI().c_str(), "##any",
+                                            m_strTargetNamespace.c_str()));
+        CXmlElement* pNext = sp->FromXml_Int(pParent, pCursor, ctx, false);
+        if (pNext == pCursor)
+            break;
+        Add(sp);
+        pCursor = pNext;
+    }
+    return pCursor;
+}
+
+} // namespace KrXmlLib16
