@@ -1,0 +1,194 @@
+// The command-line converter, run as a program.
+#include "testsupport.h"
+
+#include <cstdio>
+#include <sys/wait.h>
+
+#include "krxmllib.h"
+
+using namespace KrXmlLib16;
+using KrXmlTest::ReadFileBytes;
+using KrXmlTest::TempPath;
+using KrXmlTest::WriteFileBytes;
+
+namespace {
+
+struct ToolRun
+{
+    int iExit;
+    std::string strOut;
+    std::string strErr;
+};
+
+// Runs the tool with a shell command line; standard input comes from strStdinFile if given.
+ToolRun RunTool(const std::string& strArgs, const std::string& strStdinFile = "")
+{
+#ifndef KRXML_TOOL_PATH
+    (void)strArgs;
+    (void)strStdinFile;
+    return ToolRun{-1, "", "tool not built"};
+#else
+    std::string strErrFile = TempPath("stderr.txt");
+    std::string strCmd = std::string(KRXML_TOOL_PATH) + " " + strArgs + " 2>" + strErrFile;
+    if (!strStdinFile.empty())
+        strCmd += " <" + strStdinFile;
+    ToolRun run;
+    FILE* p = popen(strCmd.c_str(), "r");
+    char buf[65536];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
+        run.strOut.append(buf, n);
+    int status = pclose(p);
+    run.iExit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.strErr = ReadFileBytes(strErrFile);
+    return run;
+#endif
+}
+
+// A form that two documents with the same content share: read as untyped content, indentation
+// dropped, written flat with generated prefixes.
+std::string Canonical(const std::string& strBytes)
+{
+    CSmartPtr<CElement> spE(new CElement(""));
+    spE->FromXmlStream(reinterpret_cast<unsigned char*>(const_cast<char*>(strBytes.data())),
+                       static_cast<uint32_t>(strBytes.size()), CSerializationContext::GetDefaultContext());
+    std::vector<CElement*> work{spE};
+    while (!work.empty())
+    {
+        CElement* p = work.back();
+        work.pop_back();
+        if (p->GetChildElements()->GetCount() > 0 && p->GetText().find_first_not_of(" \t\r\n") == std::string::npos)
+            p->SetText("");
+        for (CElement* c : *p->GetChildElements())
+            work.push_back(c);
+    }
+    return spE->ToXml(false, false, EOLType_LF, CSerializationContext());
+}
+
+class Krxml : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+#ifndef KRXML_TOOL_PATH
+        GTEST_SKIP() << "the krxml tool isn't part of this build";
+#endif
+    }
+};
+
+TEST_F(Krxml, RoundTripsTheSamples)
+{
+    std::vector<std::string> samples = {KRXML_SOURCE_DIR "/examples/data/purchase-order.xml"};
+    for (const char* lpName : {"mixed.xml", "typed.xml", "order92.xml"})
+    {
+        std::string strPath = std::string(KRXML_SHARED_DIR) + "/tools/fi-interop/samples/" + lpName;
+        if (!ReadFileBytes(strPath).empty())
+            samples.push_back(strPath);
+    }
+    for (const std::string& strPath : samples)
+    {
+        SCOPED_TRACE(strPath);
+        ToolRun run = RunTool("convert " + strPath);
+        ASSERT_EQ(0, run.iExit) << run.strErr;
+        EXPECT_EQ(Canonical(ReadFileBytes(strPath)), Canonical(run.strOut));
+        // A second pass gives the same bytes: the output is a fixed point.
+        std::string strFirst = TempPath("first.xml");
+        WriteFileBytes(strFirst, run.strOut);
+        EXPECT_EQ(run.strOut, RunTool("convert " + strFirst).strOut);
+    }
+}
+
+TEST_F(Krxml, KeepsPrefixesAndNamespacesAndEscapes)
+{
+    std::string strIn = TempPath("ns.xml");
+    WriteFileBytes(strIn, "<?xml version='1.0'?>\n<!-- gone -->\n<a xmlns='urn:a' xmlns:p='urn:p'>\n"
+                          "  <p:b p:x='1 &amp; 2' y='&quot;q&quot;'>t&lt;</p:b>\n  <c>caf\xC3\xA9<![CDATA[<y>]]></c>\n</a>\n");
+    ToolRun run = RunTool("convert " + strIn);
+    ASSERT_EQ(0, run.iExit) << run.strErr;
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a xmlns=\"urn:a\" xmlns:p=\"urn:p\">\n"
+              "\t<p:b p:x=\"1 &amp; 2\" y=\"&quot;q&quot;\">t&lt;</p:b>\n\t<c>caf\xC3\xA9&lt;y&gt;</c>\n</a>\n",
+              run.strOut);
+
+    // An element without a namespace under a default one keeps its empty namespace.
+    WriteFileBytes(strIn, "<a xmlns='urn:a'><b xmlns=''/></a>");
+    run = RunTool("convert " + strIn + " --no-format --no-declaration");
+    ASSERT_EQ(0, run.iExit) << run.strErr;
+    EXPECT_EQ(Canonical("<a xmlns='urn:a'><b xmlns=''/></a>"), Canonical(run.strOut));
+    EXPECT_EQ(std::string::npos, run.strOut.find("xmlns=\"urn:a\"")) << run.strOut;
+}
+
+TEST_F(Krxml, OutputOptions)
+{
+    std::string strIn = TempPath("opt.xml");
+    WriteFileBytes(strIn, "<r><s>x\ny</s></r>");
+    ToolRun crlf = RunTool("convert " + strIn + " --eol crlf --indent '  ' --no-declaration");
+    EXPECT_EQ("<r>\r\n  <s>x\r\ny</s>\r\n</r>\r\n", crlf.strOut);
+
+    std::string strOut = TempPath("out16.xml");
+    ToolRun utf16 = RunTool("convert " + strIn + " --encoding utf-16 --no-format -o " + strOut);
+    ASSERT_EQ(0, utf16.iExit) << utf16.strErr;
+    EXPECT_EQ("", utf16.strOut);
+    std::string strBytes = ReadFileBytes(strOut);
+    ASSERT_GE(strBytes.size(), 4u);
+    EXPECT_EQ(std::string("\xFF\xFE<\0?\0", 6), strBytes.substr(0, 6));
+    EXPECT_EQ(Canonical("<r><s>x\ny</s></r>"), Canonical(strBytes));
+    ToolRun toStdout = RunTool("convert " + strIn + " --encoding utf-16-nodecl --no-format");
+    EXPECT_EQ(strBytes.size() - std::string(" encoding=\"UTF-16\"").size() * 2, toStdout.strOut.size());
+
+    ToolRun fromStdin = RunTool("convert - --no-format --no-declaration", strIn);
+    EXPECT_EQ("<r><s>x\ny</s></r>", fromStdin.strOut);
+}
+
+TEST_F(Krxml, FailuresAndUsage)
+{
+    ToolRun missing = RunTool("convert " + TempPath("none.xml"));
+    EXPECT_EQ(1, missing.iExit);
+    EXPECT_EQ("krxml: error: Failed to open the file [" + TempPath("none.xml") + "] Error [0x00000002]\n",
+              missing.strErr);
+
+    std::string strBad = TempPath("bad.xml");
+    WriteFileBytes(strBad, "<a>\n<b></a>");
+    ToolRun bad = RunTool("convert " + strBad);
+    EXPECT_EQ(1, bad.iExit);
+    EXPECT_EQ("krxml: error: mismatched tag at line 2\n", bad.strErr);
+    EXPECT_EQ("", bad.strOut);
+
+    WriteFileBytes(strBad, "");
+    EXPECT_EQ("krxml: error: XML Stream is empty!\n", RunTool("convert -", strBad).strErr);
+
+    EXPECT_EQ(1, RunTool("convert " + strBad + " -o /nonexistent/dir/out.xml").iExit);
+    std::string strOk = TempPath("ok.xml");
+    WriteFileBytes(strOk, "<a/>");
+    ToolRun full = RunTool("convert " + strOk + " -o /dev/full");
+    EXPECT_EQ(1, full.iExit);
+    EXPECT_EQ("krxml: error: Failed to write data to the file [/dev/full] error [0x0000001C]\n", full.strErr);
+    EXPECT_EQ(1, RunTool("convert " + strOk + " --indent x").iExit);
+
+    for (const char* lpArgs : {"", "frobnicate x", "convert", "convert a b", "convert a --to json",
+                               "convert a --encoding latin1", "convert a --eol cr", "convert a -o", "convert a --nope"})
+    {
+        ToolRun usage = RunTool(lpArgs);
+        EXPECT_EQ(2, usage.iExit) << lpArgs;
+        EXPECT_NE(std::string::npos, usage.strErr.find("usage: krxml convert")) << lpArgs;
+    }
+    ToolRun help = RunTool("--help");
+    EXPECT_EQ(0, help.iExit);
+    EXPECT_EQ(0u, help.strOut.find("usage: krxml convert INPUT"));
+}
+
+TEST_F(Krxml, DeepDocumentThroughStandardInput)
+{
+    const int kDepth = 200000;
+    std::string strXml;
+    for (int i = 0; i < kDepth; ++i)
+        strXml += "<e>";
+    for (int i = 0; i < kDepth; ++i)
+        strXml += "</e>";
+    std::string strIn = TempPath("deep.xml");
+    WriteFileBytes(strIn, strXml);
+    ToolRun run = RunTool("convert - --no-format --no-declaration", strIn);
+    ASSERT_EQ(0, run.iExit) << run.strErr;
+    EXPECT_EQ(std::string(kDepth - 1, 'x').size() * 7 + 4, run.strOut.size());  // <e>...<e/>...</e>
+}
+
+} // namespace
