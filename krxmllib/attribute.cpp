@@ -18,6 +18,11 @@ CAttribute::CAttribute(const char* lpName, const char* lpValue, const char* lpNa
 {
 }
 
+CAttribute::CAttribute(const std::string& strName, const std::string& strValue, const std::string& strNamespace)
+    : CInstanceMonitor("CAttribute"), m_strName(strName), m_strValue(strValue), m_strNamespace(strNamespace)
+{
+}
+
 CSmartPtr<CAttribute> CAttribute::Clone() const
 {
     return CSmartPtr<CAttribute>(new CAttribute(m_strName.c_str(), m_strValue.c_str(), m_strNamespace.c_str()));
@@ -93,15 +98,18 @@ void CAttributeCol::ToXml_Int(CXmlWriter* pWriter, bool, const char* lpNamespace
 CXmlElement* CAttributeCol::FromXml_Int(CXmlElement* pElement, CXmlElement* pFirstChild, const CSerializationContext&,
                                         bool)
 {
+    const bool bAny = m_strNamespaceRestrictions == "##any";
     for (const CXmlAttribute* pAttr : pElement->GetAttributes())
     {
-        if (!IsNamespaceValid(pAttr->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
-                              m_strTargetNamespace.c_str()))
+        // The test here is the one Add would make again.
+        if (!bAny && !IsNamespaceValid(pAttr->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
+                                       m_strTargetNamespace.c_str()))
             throw CKrInvalidNamespaceException(
                 FormatString("Invalid Attribute [%s]. The attributes namespace is Inappropriate.",
                              pAttr->GetLocalName().c_str()),
                 pElement->GetXPath());
-        Add(pAttr->GetLocalName().c_str(), pAttr->GetValue().c_str(), pAttr->GetNamespaceURI().c_str());
+        CSmartPtr<CAttribute> sp(new CAttribute(pAttr->GetLocalName(), pAttr->GetValue(), pAttr->GetNamespaceURI()));
+        AppendItem(sp);
     }
     return pFirstChild;
 }

@@ -18,6 +18,7 @@ class CAttributeCol;
 class CAttribute : public CXmlObjectBase, public CInstanceMonitor
 {
     friend class CAttributeCol;
+    friend class CElementBuilder;
 
 public:
     std::string GetName() const { return m_strName; }
@@ -33,6 +34,7 @@ public:
 protected:
     // Attributes are made by their collection and die by reference count.
     CAttribute(const char* lpName, const char* lpValue, const char* lpNamespace);
+    CAttribute(const std::string& strName, const std::string& strValue, const std::string& strNamespace);
     ~CAttribute() override = default;
 
     std::string GetTargetNamespace() const override { return m_strNamespace; }
@@ -50,6 +52,8 @@ private:
 
 class CAttributeCol : public CXmlCollection, public CInstanceMonitor
 {
+    friend class CElementBuilder;
+
 public:
     // Without a namespace, the first URI of the restriction list becomes the namespace of
     // attributes added without one.

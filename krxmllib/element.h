@@ -20,6 +20,7 @@ class CXmlDocument;
 class CElement : public CXmlObjectBase, public CInstanceMonitor
 {
     friend class CElementCol;
+    friend class CElementBuilder;
 
 public:
     // Permits any namespace; the element has none.
@@ -79,10 +80,17 @@ protected:
     void CopyXmlElement(const CXmlElement* pElement);
 
 private:
+    // A child made while reading: the namespace rule "##any" of a child collection grants
+    // every namespace, so there is nothing to test.
+    CElement(const char* pName, size_t nName, const char* pNamespace, size_t nNamespace,
+             const std::string& strTargetNamespace);
     // Attributes, children and text of pSource; the children's own content is left to the
     // caller's work list, so that depth never reaches the stack.
     void ReadContent(const CXmlElement* pSource, const CSerializationContext& ctx);
     void ReadDocumentElement(const CXmlDocument& doc, const CSerializationContext& ctx);
+    // Loads with the parser feeding this element directly, without a document tree between.
+    template <typename LoadFn>
+    void BuildFrom(const CSerializationContext& ctx, LoadFn load);
     void WriteNested(CXmlWriter* pWriter, const CSerializationContext& ctx, bool bOptionalChoice) const;
     CAttributeCol* Attributes() const;
     CElementCol* Children() const;
@@ -101,6 +109,7 @@ private:
 class CElementCol : public CXmlCollection, public CInstanceMonitor
 {
     friend class CElement;
+    friend class CElementBuilder;
 
 public:
     CElementCol(const char* lpNamespace, const char* lpRestrictions, const char* lpTargetNamespace, int iMinOccurs,

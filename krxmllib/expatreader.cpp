@@ -81,6 +81,13 @@ void CExpatReader::Parse(const unsigned char* pData, uint32_t dwLen, bool bIsFin
         if (XML_Parse(m_parser, reinterpret_cast<const char*>(pData), static_cast<int>(dwPiece),
                       bLast && bIsFinal) == XML_STATUS_ERROR)
         {
+            if (m_pFailure)
+            {
+                std::exception_ptr pFailure = m_pFailure;
+                m_pFailure = nullptr;
+                Free();
+                std::rethrow_exception(pFailure);
+            }
             std::string strMessage = FormatString("%s at line %d", XML_ErrorString(XML_GetErrorCode(m_parser)),
                                                   static_cast<int>(XML_GetCurrentLineNumber(m_parser)));
             Free();
@@ -127,66 +134,77 @@ void CExpatReader::SplitName(const char* lpName, Span& ns, Span& local)
     }
 }
 
-void CExpatReader::StartElement(void* pUserData, const char* lpName, const char** ppAttributes)
+// Every handler runs its work through Guard: a failure inside it (a refusal by the receiver,
+// or memory) must not unwind through the parser's C frames. It is kept, the parser stopped,
+// and Parse raises it again once the parser has returned.
+template <typename Fn>
+void CExpatReader::Guard(void* pUserData, Fn fn)
 {
     CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
     assert(pThis != 0);
-    Span ns, local;
-    pThis->SplitName(lpName, ns, local);
-    CXmlElement* pElement = pThis->m_doc.AddElement(ns.p, ns.n, local.p, local.n);
-    for (const char** pp = ppAttributes; *pp; pp += 2)
+    if (pThis->m_pFailure)
+        return;
+    try
     {
-        pThis->SplitName(pp[0], ns, local);
-        size_t nValueLen = std::strlen(pp[1]);
-        const char* lpValue = pThis->ToLocal(pp[1], nValueLen, pThis->m_strValue, nValueLen);
-        CXmlDocument::AddElementAttribute(pElement, local.p, local.n, lpValue, nValueLen, ns.p, ns.n);
+        fn(*pThis, *pThis->m_doc.m_pSink);
     }
+    catch (...)
+    {
+        pThis->m_pFailure = std::current_exception();
+        XML_StopParser(pThis->m_parser, XML_FALSE);
+    }
+}
+
+void CExpatReader::StartElement(void* pUserData, const char* lpName, const char** ppAttributes)
+{
+    Guard(pUserData, [=](CExpatReader& self, IXmlContentSink& sink) {
+        Span ns, local;
+        self.SplitName(lpName, ns, local);
+        sink.OnStartElement(ns.p, ns.n, local.p, local.n);
+        for (const char** pp = ppAttributes; *pp; pp += 2)
+        {
+            self.SplitName(pp[0], ns, local);
+            size_t nValueLen = std::strlen(pp[1]);
+            const char* lpValue = self.ToLocal(pp[1], nValueLen, self.m_strValue, nValueLen);
+            sink.OnAttribute(local.p, local.n, lpValue, nValueLen, ns.p, ns.n);
+        }
+    });
 }
 
 void CExpatReader::EndElement(void* pUserData, const char*)
 {
-    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
-    assert(pThis != 0);
-    pThis->m_doc.EndElement();
+    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnEndElement(); });
 }
 
 void CExpatReader::StartNamespace(void* pUserData, const char* lpPrefix, const char* lpUri)
 {
-    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
-    assert(pThis != 0);
-    pThis->m_doc.AddNamespaceDeclaration(lpPrefix ? Utf8ToLocal(lpPrefix) : std::string(),
-                                         lpUri ? Utf8ToLocal(lpUri) : std::string());
+    Guard(pUserData, [=](CExpatReader&, IXmlContentSink& sink) {
+        sink.OnNamespaceDeclaration(lpPrefix ? Utf8ToLocal(lpPrefix) : std::string(),
+                                    lpUri ? Utf8ToLocal(lpUri) : std::string());
+    });
 }
 
 void CExpatReader::EndNamespace(void*, const char*) {}
 
 void CExpatReader::CharacterData(void* pUserData, const char* lpText, int iLen)
 {
-    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
-    assert(pThis != 0);
-    assert(pThis->m_doc.m_pElementStack.size() > 0);
-    assert(pThis->m_doc.m_pElementStack.back() != 0);
     if (iLen <= 0)
         return;
-    size_t nLen;
-    const char* lpLocal = pThis->ToLocal(lpText, static_cast<size_t>(iLen), pThis->m_strText, nLen);
-    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), lpLocal, static_cast<uint32_t>(nLen));
+    Guard(pUserData, [=](CExpatReader& self, IXmlContentSink& sink) {
+        size_t nLen;
+        const char* lpLocal = self.ToLocal(lpText, static_cast<size_t>(iLen), self.m_strText, nLen);
+        sink.OnText(lpLocal, static_cast<uint32_t>(nLen));
+    });
 }
 
 void CExpatReader::StartCdata(void* pUserData)
 {
-    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
-    assert(pThis != 0);
-    assert(pThis->m_doc.m_pElementStack.size() > 0);
-    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), "<![CDATA[");
+    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnText("<![CDATA[", 9); });
 }
 
 void CExpatReader::EndCdata(void* pUserData)
 {
-    CExpatReader* pThis = static_cast<CExpatReader*>(pUserData);
-    assert(pThis != 0);
-    assert(pThis->m_doc.m_pElementStack.size() > 0);
-    CXmlDocument::AppendTextExcludingCR(pThis->m_doc.m_pElementStack.back(), "]]>");
+    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnText("]]>", 3); });
 }
 
 } // namespace KrXmlLib16

@@ -3,6 +3,7 @@
 #define KRXMLLIB_EXPATREADER_H
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 #include "memoryleakhelp.h"
@@ -12,6 +13,7 @@ struct XML_ParserStruct;
 namespace KrXmlLib16 {
 
 class CXmlDocument;
+class IXmlContentSink;
 
 class CExpatReader : public CInstanceMonitor
 {
@@ -49,11 +51,14 @@ private:
     // the input or into m_strNamespace / m_strLocal.
     void SplitName(const char* lpName, Span& ns, Span& local);
     void Free();
+    template <typename Fn>
+    static void Guard(void* pUserData, Fn fn);
 
     CXmlDocument& m_doc;
     unsigned char* m_pConvBuffer;
     uint32_t m_dwConvBufferLen;
     XML_ParserStruct* m_parser;
+    std::exception_ptr m_pFailure;  // raised in a handler, raised again when the parser returns
     bool m_bConvert;      // the local code page isn't UTF-8 and ASCIIOnly is off
     bool m_bNamespaces;   // names arrive as "uri|local"
     // Reused for every callback, so that names and values need no allocation once warm.

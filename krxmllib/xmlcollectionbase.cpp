@@ -101,6 +101,8 @@ void CXmlCollection::DetachAllItems(std::vector<CXmlObjectBase*>& items)
     while (CNode* pNode = m_pHead)
     {
         m_pHead = pNode->m_pNext;
+        if (m_pHead && m_pHead->m_pNext)
+            __builtin_prefetch(m_pHead->m_pNext);  // the list is walked pointer by pointer
         items.push_back(pNode->m_spItem.p);
         pNode->m_spItem.p = nullptr;  // the reference goes with the pointer
         delete pNode;

@@ -40,6 +40,7 @@ void CXmlDocument::Init(ElementEndCallback pfnElementEnd, const CSerializationCo
     m_eSchemaType = ctx.GetSchemaType();
     m_pfnElementEnd = pfnElementEnd;
     m_pContext = &ctx;
+    m_pSink = this;
 }
 
 CXmlDocument::~CXmlDocument()
@@ -158,6 +159,16 @@ void CXmlDocument::LoadXmlStream(unsigned char* const pData, uint32_t dwLen)
         throw CKrException("XML Stream is empty!");
     TakeBuffer(pData, dwLen);
     Parse();
+}
+
+void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
+{
+    Cleanup();
+    if (dwLen == 0 || !pData)
+        throw CKrException("XML Stream is empty!");
+    CExpatReader reader(*this);
+    reader.Init();
+    reader.Parse(pData, dwLen, true);
 }
 
 void CXmlDocument::Load(const char* lpFileName)
@@ -287,25 +298,24 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
 
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen)
 {
-    // Up to dwLen bytes or the first zero byte; every character 13 is left out. One pass
-    // finds both, and runs between them are appended whole.
-    const char* p = lpText;
-    const char* pEnd = lpText + dwLen;
-    const char* pRun = p;
-    for (; p < pEnd; ++p)
+    KrXmlLib16::AppendTextExcludingCR(pElement->m_strText, lpText, dwLen);
+}
+
+void AppendTextExcludingCR(std::string& strText, const char* pText, uint32_t dwLen)
+{
+    // The text ends at dwLen or at a zero byte; every character 13 is left out, and the runs
+    // between them are appended whole. Both searches are the library's vectorised ones: a
+    // parser almost never delivers either byte.
+    const char* pZero = static_cast<const char*>(std::memchr(pText, 0, dwLen));
+    const char* pEnd = pZero ? pZero : pText + dwLen;
+    const char* p = pText;
+    while (p < pEnd)
     {
-        char c = *p;
-        if (c == '\r' || c == 0)
-        {
-            if (p > pRun)
-                pElement->AppendText(pRun, static_cast<int>(p - pRun));
-            if (c == 0)
-                return;
-            pRun = p + 1;
-        }
+        const char* pCR = static_cast<const char*>(std::memchr(p, '\r', static_cast<size_t>(pEnd - p)));
+        const char* pRunEnd = pCR ? pCR : pEnd;
+        strText.append(p, static_cast<size_t>(pRunEnd - p));
+        p = pCR ? pCR + 1 : pEnd;
     }
-    if (p > pRun)
-        pElement->AppendText(pRun, static_cast<int>(p - pRun));
 }
 
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText)

@@ -11,6 +11,7 @@
 #include "memoryleakhelp.h"
 #include "nodepool.h"
 #include "platform.h"
+#include "xmlcontentsink.h"
 #include "xmlelement.h"
 #include "xmlenums.h"
 
@@ -19,7 +20,7 @@ namespace KrXmlLib16 {
 class CSerializationContext;
 class CExpatReader;
 
-class CXmlDocument : public CInstanceMonitor
+class CXmlDocument : public CInstanceMonitor, private IXmlContentSink
 {
     friend class CExpatReader;
     friend class CXmlElement;
@@ -44,6 +45,9 @@ public:
     void LoadXmlStream(unsigned char* const pData, uint32_t dwLen);
     void LoadXml(const char* lpXml);
     void LoadXml(const unsigned short* lpXml);
+    // Parses the caller's bytes where they lie, keeping no copy; for a receiver that takes
+    // its own copies of what it keeps (see SetContentSink).
+    void ParseInPlace(const unsigned char* pData, uint32_t dwLen);
 
     // The URI of a prefix seen in the document, or an empty string.
     std::string LookupNamespaceFromAlias(const char* lpAlias) const;
@@ -51,6 +55,10 @@ public:
     std::string LookupAliasFromNamespace(const char* lpNamespace) const;
 
     const CSerializationContext& GetContext() const { return *m_pContext; }
+
+    // Sends the content of the next loads to pSink instead of building the tree; null builds
+    // the tree again.
+    void SetContentSink(IXmlContentSink* pSink) { m_pSink = pSink ? pSink : this; }
 
     // ---- for the classes that fill a document ----
     CXmlElement* AddDocElement(const char* lpNamespace, const char* lpName);
@@ -77,6 +85,22 @@ protected:
     void ParseText();
 
 private:
+    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
+    {
+        AddNamespaceDeclaration(strAlias, strNamespace);
+    }
+    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
+    {
+        AddElement(pNamespace, nNamespace, pName, nName);
+    }
+    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
+                     size_t nNamespace) override
+    {
+        AddElementAttribute(m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
+    }
+    void OnText(const char* pText, uint32_t dwLen) override { AppendTextExcludingCR(m_pElementStack.back(), pText, dwLen); }
+    void OnEndElement() override { EndElement(); }
+
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
@@ -97,6 +121,7 @@ private:
     SchemaType m_eSchemaType;
     ElementEndCallback m_pfnElementEnd;
     const CSerializationContext* m_pContext;
+    IXmlContentSink* m_pSink;  // this document, unless a caller builds something else
     mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
     mutable const std::string* m_pLastNamespace = nullptr;  // the common case: same as before
     mutable CNodePool m_elementPool{sizeof(CXmlElement)};

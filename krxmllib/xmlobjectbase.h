@@ -68,6 +68,9 @@ public:
     }
 
     int32_t AddRef() { return m_refCount.Increment(); }
+    // The count as it stands; exact only when nobody else can change it, as for an object
+    // that the caller holds the sole reference to.
+    int32_t GetRefCount() const { return m_refCount.Get(); }
     int32_t Release();
 
 protected:

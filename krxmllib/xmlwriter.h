@@ -25,7 +25,7 @@ public:
     class CXmlWriterContext : public CInstanceMonitor
     {
     public:
-        // A nested element: inherits the scope of pParent.
+            // A nested element: inherits the scope of pParent.
         CXmlWriterContext(const std::string& strName, const std::string& strNamespace, CXmlWriterContext* pParent);
         // The root element: a scope of its own with a copy of the writer's declarations.
         CXmlWriterContext(const std::string& strName, const std::string& strNamespace,
