@@ -87,13 +87,84 @@ void U128ToVector(Uint128 v, DigitVector& vOut)
     vOut.assign(buf, buf + n);
 }
 
+// ---- eight digits at a time: one digit per byte in a 64-bit word ----
+
+// The lowest digit must be the lowest byte of a word for carries to run upward.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "digit words assume a little-endian machine");
+
+const uint64_t kOnes = 0x0101010101010101ull;
+
+inline uint64_t Load8(const char* p)
+{
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+inline void Store8(char* p, uint64_t v) { std::memcpy(p, &v, 8); }
+
+// p[0, n) = a + b + the returned carry * 10^n. p may be a or b. Biased by 246, a byte overflows
+// into the next exactly when its digit sum reaches 10, so the carries run as in binary; bytes
+// that didn't overflow keep the bias, shown by their high bit, and lose it again.
+unsigned AddDigits(const char* a, const char* b, size_t n, char* p)
+{
+    unsigned carry = 0;
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+    {
+        uint64_t s = Load8(a + i) + Load8(b + i);
+        uint64_t t;
+        carry = __builtin_add_overflow(s, 0xF6F6F6F6F6F6F6F6ull + carry, &t);
+        Store8(p + i, t - ((t >> 7) & kOnes) * 246);
+    }
+    for (; i < n; ++i)
+    {
+        unsigned t = static_cast<unsigned>(a[i] + b[i]) + carry;
+        carry = t > 9;
+        p[i] = static_cast<char>(t - 10 * carry);
+    }
+    return carry;
+}
+
+// p[0, n) = a - b - the returned borrow * 10^n, the same way round: a byte that borrowed holds
+// its digit plus 246.
+unsigned SubtractDigits(const char* a, const char* b, size_t n, char* p)
+{
+    unsigned borrow = 0;
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+    {
+        uint64_t t, d;
+        bool o1 = __builtin_sub_overflow(Load8(a + i), Load8(b + i), &t);
+        bool o2 = __builtin_sub_overflow(t, static_cast<uint64_t>(borrow), &d);
+        borrow = o1 || o2;
+        Store8(p + i, d - ((d >> 7) & kOnes) * 246);
+    }
+    for (; i < n; ++i)
+    {
+        int t = a[i] - b[i] - static_cast<int>(borrow);
+        borrow = t < 0;
+        p[i] = static_cast<char>(t + 10 * static_cast<int>(borrow));
+    }
+    return borrow;
+}
+
 // ---- limbs: base 10^9, least significant first ----
 
 typedef uint32_t Limb;
 typedef std::vector<Limb> LimbVector;
 const uint32_t kBase = 1000000000u;
 const size_t kLimbDigits = 9;
-const size_t kKaratsubaThreshold = 40;
+const size_t kKaratsubaThreshold = 64;
+
+// The value of eight digits, least significant first in the bytes of w: pairs, then quads,
+// then the whole, each step one multiplication for all lanes.
+inline uint32_t EightDigitsValue(uint64_t w)
+{
+    w = (w & 0x00FF00FF00FF00FFull) + ((w >> 8) & 0x00FF00FF00FF00FFull) * 10;
+    w = (w & 0x0000FFFF0000FFFFull) + ((w >> 16) & 0x0000FFFF0000FFFFull) * 100;
+    return static_cast<uint32_t>((w & 0xFFFFFFFFull) + (w >> 32) * 10000);
+}
 
 void DigitsToLimbs(const char* d, size_t n, LimbVector& vOut)
 {
@@ -103,16 +174,7 @@ void DigitsToLimbs(const char* d, size_t n, LimbVector& vOut)
     for (size_t i = 0; i < nFull; ++i)
     {
         const char* p = d + i * kLimbDigits;
-        uint32_t v = static_cast<uint32_t>(p[8]);
-        v = v * 10 + static_cast<uint32_t>(p[7]);
-        v = v * 10 + static_cast<uint32_t>(p[6]);
-        v = v * 10 + static_cast<uint32_t>(p[5]);
-        v = v * 10 + static_cast<uint32_t>(p[4]);
-        v = v * 10 + static_cast<uint32_t>(p[3]);
-        v = v * 10 + static_cast<uint32_t>(p[2]);
-        v = v * 10 + static_cast<uint32_t>(p[1]);
-        v = v * 10 + static_cast<uint32_t>(p[0]);
-        pOut[i] = v;
+        pOut[i] = EightDigitsValue(Load8(p)) + static_cast<uint32_t>(p[8]) * 100000000u;
     }
     if (n % kLimbDigits != 0)
     {
@@ -121,6 +183,34 @@ void DigitsToLimbs(const char* d, size_t n, LimbVector& vOut)
             v = v * 10 + static_cast<uint32_t>(d[k]);
         pOut[nFull] = v;
     }
+}
+
+// The two digits of 0 to 99, least significant first.
+struct DigitPairs
+{
+    char a[100][2];
+    constexpr DigitPairs() : a()
+    {
+        for (int i = 0; i < 100; ++i)
+        {
+            a[i][0] = static_cast<char>(i % 10);
+            a[i][1] = static_cast<char>(i / 10);
+        }
+    }
+};
+constexpr DigitPairs kDigitPairs;
+
+// The nine digits of v < 10^9, least significant first; three short divisions deep.
+inline void LimbToNineDigits(uint32_t v, char* p)
+{
+    uint32_t hi = v / 10000, lo = v - hi * 10000;
+    uint32_t lo1 = lo / 100, hi1 = hi / 100;
+    uint32_t hi2 = hi1 / 100;
+    std::memcpy(p, kDigitPairs.a[lo - lo1 * 100], 2);
+    std::memcpy(p + 2, kDigitPairs.a[lo1], 2);
+    std::memcpy(p + 4, kDigitPairs.a[hi - hi1 * 100], 2);
+    std::memcpy(p + 6, kDigitPairs.a[hi1 - hi2 * 100], 2);
+    p[8] = static_cast<char>(hi2);
 }
 
 size_t TrimLimbs(const Limb* p, size_t n)
@@ -141,20 +231,25 @@ void LimbsToDigits(const Limb* p, size_t n, DigitVector& vOut)
     vOut.resize(n * kLimbDigits);
     char* pOut = vOut.data();
     for (size_t i = 0; i < n; ++i, pOut += kLimbDigits)
-    {
-        uint32_t v = p[i];
-        for (size_t k = 0; k < kLimbDigits; ++k)
-        {
-            pOut[k] = static_cast<char>(v % 10);
-            v /= 10;
-        }
-    }
+        LimbToNineDigits(p[i], pOut);
     while (vOut.size() > 1 && vOut.back() == 0)
         vOut.pop_back();
 }
 
-// r[0, na + nb) = a * b by rows, with the column sums kept in 64 bits and carried only every
-// 16 rows: each product is below 10^18, so 16 of them and a carried value stay below 2^64.
+// Splits each of acc[nFrom, nTo) into its low limb and a carry added to the cell above, all
+// cells at once, with no carry chain: a cell below 2^64 leaves a carry below 1.9 * 10^10.
+inline void SpreadCarries(uint64_t* acc, size_t nFrom, size_t nTo)
+{
+    for (size_t k = nTo; k-- > nFrom;)
+    {
+        uint64_t t = acc[k];
+        acc[k] = t % kBase;
+        acc[k + 1] += t / kBase;
+    }
+}
+
+// r[0, na + nb) = a * b by rows, with the column sums kept in 64 bits: each product is below
+// 10^18, so 16 rows on top of a spread carry stay below 2^64.
 void MulSchool(const Limb* a, size_t na, const Limb* b, size_t nb, Limb* r)
 {
     if (na < nb)
@@ -163,7 +258,7 @@ void MulSchool(const Limb* a, size_t na, const Limb* b, size_t nb, Limb* r)
         std::swap(na, nb);
     }
     const size_t nr = na + nb;
-    uint64_t aStack[160];
+    uint64_t aStack[256];
     std::vector<uint64_t> vHeap;
     uint64_t* acc = aStack;
     if (nr > sizeof(aStack) / sizeof(aStack[0]))
@@ -179,28 +274,35 @@ void MulSchool(const Limb* a, size_t na, const Limb* b, size_t nb, Limb* r)
         if (bj != 0)
         {
             uint64_t* pAcc = acc + j;
-            for (size_t i = 0; i < na; ++i)
+            size_t i = 0;
+            for (; i + 4 <= na; i += 4)
+            {
+                uint64_t p0 = a[i] * bj, p1 = a[i + 1] * bj, p2 = a[i + 2] * bj, p3 = a[i + 3] * bj;
+                pAcc[i] += p0;
+                pAcc[i + 1] += p1;
+                pAcc[i + 2] += p2;
+                pAcc[i + 3] += p3;
+            }
+            for (; i < na; ++i)
                 pAcc[i] += a[i] * bj;
         }
         if (++nPending == 16)
         {
-            uint64_t carry = 0;
-            for (size_t k = nFirstPending; k < nr; ++k)
-            {
-                uint64_t t = acc[k] + carry;
-                acc[k] = t % kBase;
-                carry = t / kBase;
-            }
+            // Products never reach the top cell, which only takes carries.
+            SpreadCarries(acc, nFirstPending, nr - 1);
             nPending = 0;
             nFirstPending = j + 1;
         }
     }
-    uint64_t carry = 0;
+    // Twice spread, every cell is below kBase + 20; one cheap pass carries the rest.
+    SpreadCarries(acc, 0, nr - 1);
+    SpreadCarries(acc, 0, nr - 1);
+    uint32_t carry = 0;
     for (size_t k = 0; k < nr; ++k)
     {
         uint64_t t = acc[k] + carry;
-        r[k] = static_cast<Limb>(t % kBase);
-        carry = t / kBase;
+        carry = t >= kBase;
+        r[k] = static_cast<Limb>(carry ? t - kBase : t);
     }
 }
 
@@ -360,17 +462,20 @@ void DivLimbs(const Limb* u, size_t nu, const Limb* v, size_t nv, LimbVector& vQ
         }
         if (qhat == 0)
             continue;
+        // un[j, j + nv] -= qhat * vn. The products split into limbs independently; only the
+        // borrow (0 to 2, as a limb and the carry below it stay under 2 * kBase) runs along.
         uint64_t carry = 0;
-        uint32_t borrow = 0;
+        int64_t borrow = 0;
         for (size_t i = 0; i < nv; ++i)
         {
-            uint64_t p = qhat * vn[i] + carry;
-            carry = p / kBase;
-            uint32_t sub = static_cast<uint32_t>(p - carry * kBase) + borrow;
-            borrow = un[i + j] < sub;
-            un[i + j] = borrow ? un[i + j] + kBase - sub : un[i + j] - sub;
+            uint64_t p = qhat * vn[i];
+            uint64_t hi = p / kBase;
+            int64_t t = static_cast<int64_t>(un[i + j]) - static_cast<int64_t>(p - hi * kBase + carry) - borrow;
+            borrow = (t < 0) + (t < -static_cast<int64_t>(kBase));
+            un[i + j] = static_cast<Limb>(t + borrow * static_cast<int64_t>(kBase));
+            carry = hi;
         }
-        uint64_t sub = carry + borrow;
+        uint64_t sub = carry + static_cast<uint64_t>(borrow);
         if (un[j + nv] < sub)
         {
             // The estimate was one too large: add the divisor back once.
@@ -525,9 +630,7 @@ bool CBigInteger::ParsePlain(const char* lpText)
         ++pBegin;
     const size_t n = static_cast<size_t>(pEnd - pBegin);
     m_vDigits.resize(n);
-    char* pOut = m_vDigits.data();
-    for (size_t i = 0; i < n; ++i)
-        pOut[i] = static_cast<char>(pEnd[-1 - static_cast<ptrdiff_t>(i)] - '0');
+    TextToDigits(pBegin, n, m_vDigits.data());
     m_nSign = nSign;
     return true;
 }
@@ -551,9 +654,7 @@ void CBigInteger::AppendTo(std::string& strOut) const
     char* p = &strOut[nStart];
     if (bMinus)
         *p++ = '-';
-    const char* pDigits = m_vDigits.data();
-    for (size_t i = 0; i < n; ++i)
-        p[i] = static_cast<char>('0' + pDigits[n - 1 - i]);
+    DigitsToText(m_vDigits.data(), n, p);
 }
 
 std::string CBigInteger::ToString() const
@@ -778,6 +879,24 @@ CBigInteger::operator int64_t() const
 
 // ---- digit helpers ----
 
+void CBigInteger::TextToDigits(const char* pText, size_t n, char* pOut)
+{
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        Store8(pOut + i, __builtin_bswap64(Load8(pText + n - i - 8)) - 0x3030303030303030ull);
+    for (; i < n; ++i)
+        pOut[i] = static_cast<char>(pText[n - 1 - i] - '0');
+}
+
+void CBigInteger::DigitsToText(const char* pDigits, size_t n, char* pText)
+{
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        Store8(pText + i, __builtin_bswap64(Load8(pDigits + n - i - 8)) + 0x3030303030303030ull);
+    for (; i < n; ++i)
+        pText[i] = static_cast<char>('0' + pDigits[n - 1 - i]);
+}
+
 void CBigInteger::Build(uint32_t n, DigitVector& vOut) { BuildDWORDLONG(n, vOut); }
 
 void CBigInteger::BuildDWORDLONG(uint64_t n, DigitVector& vOut)
@@ -857,84 +976,44 @@ void CBigInteger::Add(const DigitVector& a, const DigitVector& b, DigitVector& v
     const DigitVector& vLong = bAFirst ? a : b;
     const DigitVector& vShort = bAFirst ? b : a;
     const size_t nLong = vLong.size(), nShort = vShort.size();
-    if (&vOut == &vLong)
-    {
-        // In place: stop as soon as the carry dies, so that adding a small number is cheap.
-        char* p = vOut.data();
-        const char* s = vShort.data();
-        int carry = 0;
-        for (size_t i = 0; i < nShort; ++i)
-        {
-            int t = p[i] + s[i] + carry;
-            carry = t > 9;
-            p[i] = static_cast<char>(t - 10 * carry);
-        }
-        for (size_t i = nShort; carry && i < nLong; ++i)
-        {
-            carry = p[i] == 9;
-            p[i] = static_cast<char>(carry ? 0 : p[i] + 1);
-        }
-        if (carry)
-            vOut.push_back(1);
-        return;
-    }
-    // vOut may be the shorter operand: its digits are read before they are overwritten.
-    vOut.resize(nLong + 1);
+    // In place the digits above the shorter operand are touched only while a carry runs, so
+    // that adding a small number to a long one is cheap. vOut may also be the shorter operand:
+    // each digit is read before it is written.
+    const bool bInPlace = &vOut == &vLong;
+    if (!bInPlace)
+        vOut.resize(nLong);
     char* p = vOut.data();
     const char* l = vLong.data();
-    const char* s = vShort.data();
-    int carry = 0;
-    size_t i = 0;
-    for (; i < nShort; ++i)
+    unsigned carry = AddDigits(l, vShort.data(), nShort, p);
+    size_t i = nShort;
+    for (; carry && i < nLong; ++i)
     {
-        int t = l[i] + s[i] + carry;
-        carry = t > 9;
-        p[i] = static_cast<char>(t - 10 * carry);
+        carry = l[i] == 9;
+        p[i] = static_cast<char>(carry ? 0 : l[i] + 1);
     }
-    for (; i < nLong; ++i)
-    {
-        int t = l[i] + carry;
-        carry = t > 9;
-        p[i] = static_cast<char>(t - 10 * carry);
-    }
-    p[nLong] = static_cast<char>(carry);
-    if (!carry)
-        vOut.pop_back();
+    if (!bInPlace && i < nLong)
+        std::memcpy(p + i, l + i, nLong - i);
+    if (carry)
+        vOut.push_back(1);
 }
 
 void CBigInteger::Subtract(const DigitVector& a, const DigitVector& b, DigitVector& vOut)
 {
     const size_t na = a.size(), nb = b.size();
     const bool bInPlace = &vOut == &a;
-    vOut.resize(na);
+    if (!bInPlace)
+        vOut.resize(na);
     char* p = vOut.data();
     const char* pa = a.data();
-    const char* pb = b.data();
-    int borrow = 0;
-    size_t i = 0;
-    for (; i < nb; ++i)
+    unsigned borrow = SubtractDigits(pa, b.data(), nb, p);
+    size_t i = nb;
+    for (; borrow && i < na; ++i)
     {
-        int t = pa[i] - pb[i] - borrow;
-        borrow = t < 0;
-        p[i] = static_cast<char>(t + 10 * borrow);
+        borrow = pa[i] == 0;
+        p[i] = static_cast<char>(borrow ? 9 : pa[i] - 1);
     }
-    if (bInPlace)
-    {
-        for (; borrow && i < na; ++i)
-        {
-            borrow = p[i] == 0;
-            p[i] = static_cast<char>(borrow ? 9 : p[i] - 1);
-        }
-    }
-    else
-    {
-        for (; i < na; ++i)
-        {
-            int t = pa[i] - borrow;
-            borrow = t < 0;
-            p[i] = static_cast<char>(t + 10 * borrow);
-        }
-    }
+    if (!bInPlace && i < na)
+        std::memcpy(p + i, pa + i, na - i);
     Clean(vOut);
 }
 

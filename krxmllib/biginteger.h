@@ -119,6 +119,10 @@ protected:
     static void Pow10(unsigned int n, DigitVector& vOut);
     // b must not be zero; q and r may be any vectors, also a or b.
     static void Divide(const DigitVector& a, const DigitVector& b, DigitVector& q, DigitVector& r);
+    // pOut[i] = the digit of the character pText[n - 1 - i]; the characters must be digits.
+    static void TextToDigits(const char* pText, size_t n, char* pOut);
+    // pText[i] = the character of pDigits[n - 1 - i].
+    static void DigitsToText(const char* pDigits, size_t n, char* pText);
 
 private:
     friend class CDecimal;

@@ -50,28 +50,6 @@ bool AnyNonZero(const char* p, size_t n)
     return false;
 }
 
-// The digits of text[nBegin, nEnd), least significant first, skipping every other character;
-// nDigits is their number.
-void FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size_t nDigits, DigitVector& v)
-{
-    if (nDigits == 0)
-    {
-        v.assign(1, 0);
-        return;
-    }
-    v.resize(nDigits);
-    char* p = v.data();
-    size_t k = 0;
-    for (size_t j = nEnd; j-- > nBegin;)
-    {
-        char c = lpText[j];
-        if (IsDigit(c))
-            p[k++] = static_cast<char>(c - '0');
-    }
-    while (v.size() > 1 && v.back() == 0)
-        v.pop_back();
-}
-
 uint64_t MagnitudeToU64(const DigitVector& v)
 {
     uint64_t u = 0;
@@ -133,6 +111,34 @@ void CDecimal::SetMaxDecimalPlaces(int nPlaces)
 
 // ---- reading ----
 
+void CDecimal::FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size_t nDigits, size_t nRunStart, DigitVector& v)
+{
+    if (nDigits == 0)
+    {
+        v.assign(1, 0);
+        return;
+    }
+    v.resize(nDigits);
+    char* p = v.data();
+    if (nEnd - nRunStart == nDigits)
+    {
+        CBigInteger::TextToDigits(lpText + nRunStart, nDigits, p);
+    }
+    else
+    {
+        size_t k = 0;
+        for (size_t j = nEnd; j-- > nBegin;)
+        {
+            char c = lpText[j];
+            if (IsDigit(c))
+                p[k++] = static_cast<char>(c - '0');
+        }
+    }
+    while (v.size() > 1 && v.back() == 0)
+        v.pop_back();
+}
+
+
 void CDecimal::ThrowInvalidChar(const char* lpText, size_t nPos)
 {
     throw CKrInvalidValueException(FormatString(
@@ -151,24 +157,27 @@ void CDecimal::Parse(const char* lpText)
     const char* s = lpText != nullptr ? lpText : "";
 
     // Integer zone: digits, signs (the last one counts) and whitespace, anywhere.
-    size_t i = 0, nInt = 0;
+    size_t i = 0, nInt = 0, nIntRun = 0;
     int nSign = 1;
     char c;
     for (;; ++i)
     {
         c = s[i];
         if (IsDigit(c))
-            ++nInt;
-        else if (c == 0 || c == '.' || c == 'e' || c == 'E')
+            continue;
+        if (c == 0 || c == '.' || c == 'e' || c == 'E')
             break;
-        else if (c == '-')
+        if (c == '-')
             nSign = -1;
         else if (c == '+')
             nSign = 1;
         else if (!IsSpace(c))
             ThrowInvalidChar(s, i);
+        nInt += i - nIntRun;
+        nIntRun = i + 1;
     }
     const size_t nIntEnd = i;
+    nInt += nIntEnd - nIntRun;  // digits are counted by runs; the last run ends the zone
 
     // Fraction zone: digits and whitespace; anything else ends it.
     size_t nFracBegin = i, nFracEnd = i, nFrac = 0;
@@ -253,19 +262,37 @@ void CDecimal::Parse(const char* lpText)
     const size_t nPlaces = nFrac - nTrailingZeros;
     const int64_t nKeepLimit = static_cast<int64_t>(m_maxDivider) + 2;
 
-    if ((!bExp || (uExp == 0 && nExpSign > 0)) && static_cast<int64_t>(nPlaces) <= nKeepLimit)
+    if (!bExp || (uExp == 0 && nExpSign > 0))
     {
-        // The common case: the digits go straight into place.
-        FillReversed(s, 0, nIntEnd, nInt, vInt);
+        // No scaling: the digits go straight into place.
+        FillReversed(s, 0, nIntEnd, nInt, nIntRun, vInt);
         if (nPlaces == 0)
         {
             vFrac.assign(1, 0);
             m_nFractionDivider = 1;
         }
+        else if (static_cast<int64_t>(nPlaces) <= nKeepLimit)
+        {
+            const bool bFracRun = nFrac == nFracEnd - nFracBegin;
+            FillReversed(s, nFracBegin, nSigEnd, nPlaces, bFracRun ? nFracBegin : nSigEnd, vFrac);
+            m_nFractionDivider = static_cast<int>(nPlaces);
+        }
         else
         {
-            FillReversed(s, nFracBegin, nSigEnd, nPlaces, vFrac);
-            m_nFractionDivider = static_cast<int>(nPlaces);
+            // More places than are kept: the rounding needs only the place after the last one
+            // kept and whether anything non-zero follows, which it does, as the last place
+            // read isn't zero. That is noted as a 1 in the place after.
+            const size_t nKeep = static_cast<size_t>(nKeepLimit);
+            vFrac.resize(nKeep);
+            vFrac[0] = 1;
+            size_t q = 0;
+            for (size_t j = nFracBegin; q + 1 < nKeep; ++j)
+            {
+                if (IsDigit(s[j]))
+                    vFrac[nKeep - 1 - q++] = static_cast<char>(s[j] - '0');
+            }
+            CBigInteger::Clean(vFrac);
+            m_nFractionDivider = static_cast<int>(nKeep);
         }
     }
     else
@@ -501,14 +528,11 @@ std::string CDecimal::ToString() const
     char* p = &str[0];
     if (bMinus)
         *p++ = '-';
-    for (size_t i = 0; i < nInt; ++i)
-        p[i] = static_cast<char>('0' + vInt[nInt - 1 - i]);
+    CBigInteger::DigitsToText(vInt.data(), nInt, p);
     p += nInt;
     *p++ = '.';
     std::memset(p, '0', d - nFrac);
-    p += d - nFrac;
-    for (size_t i = 0; i < nFrac; ++i)
-        p[i] = static_cast<char>('0' + f[nFrac - 1 - i]);
+    CBigInteger::DigitsToText(f.data(), nFrac, p + d - nFrac);
     return str;
 }
 
@@ -529,16 +553,12 @@ std::string CDecimal::ToString(int fractionDigits) const
         char* p = &str[0];
         if (nMinus)
             *p++ = '-';
-        for (size_t i = 0; i < nInt; ++i)
-            p[i] = static_cast<char>('0' + vInt[nInt - 1 - i]);
+        CBigInteger::DigitsToText(vInt.data(), nInt, p);
         p += nInt;
         *p++ = '.';
         std::memset(p, '0', d - nFrac);
-        p += d - nFrac;
-        for (size_t i = 0; i < nFrac; ++i)
-            p[i] = static_cast<char>('0' + f[nFrac - 1 - i]);
-        p += nFrac;
-        std::memset(p, '0', k - d);
+        CBigInteger::DigitsToText(f.data(), nFrac, p + d - nFrac);
+        std::memset(p + d, '0', k - d);
         return str;
     }
     // Add one half unit of place k and cut after place k. One spare character in front takes a
@@ -546,12 +566,10 @@ std::string CDecimal::ToString(int fractionDigits) const
     const size_t nIntStart = nMinus + 1;
     const size_t nPoint = nIntStart + nInt;
     str.resize(nPoint + 1 + d);
-    for (size_t i = 0; i < nInt; ++i)
-        str[nIntStart + i] = static_cast<char>('0' + vInt[nInt - 1 - i]);
+    CBigInteger::DigitsToText(vInt.data(), nInt, &str[nIntStart]);
     str[nPoint] = '.';
     std::memset(&str[nPoint + 1], '0', d - nFrac);
-    for (size_t i = 0; i < nFrac; ++i)
-        str[nPoint + 1 + d - nFrac + i] = static_cast<char>('0' + f[nFrac - 1 - i]);
+    CBigInteger::DigitsToText(f.data(), nFrac, &str[nPoint + 1 + d - nFrac]);
 
     size_t j = nPoint + 1 + k;
     bool bCarry = str[j] >= '5';

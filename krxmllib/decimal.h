@@ -90,6 +90,10 @@ private:
     explicit CDecimal(NoInitTag);
 
     void Parse(const char* lpText);
+    // The digits of text[nBegin, nEnd), least significant first, skipping every other
+    // character; nDigits is their number, and text[nRunStart, nEnd) holds digits only.
+    static void FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size_t nDigits, size_t nRunStart,
+                             DigitVector& v);
     // Drops trailing zeros of the fraction and gives a zero value plain signs.
     void Rationalise();
     // Changes the number of places; fewer places round to nearest, halves toward zero.

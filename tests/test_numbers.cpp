@@ -197,6 +197,26 @@ TEST(BigIntegerArithmetic, CarriesBorrowsAndSelfOperands)
     EXPECT_EQ("1" + std::string(500, '9'), big.ToString());
 }
 
+TEST(BigIntegerArithmetic, LongDivisionWhoseFirstQuotientGuessIsTooLarge)
+{
+    // Operands found to make the two-limb quotient estimate one too large, so that the divisor
+    // has to be added back.
+    const char* const aCases[][4] = {
+        {"500000000999999998999999998500000001866533437", "999999999999999998333333333", "500000000999999999",
+         "833333333666666667199866770"},
+        {"333333333999999999713078348499999999999999998", "999999999999999999439266477", "333333333999999999",
+         "899989523207155681439266475"},
+        {"499999999000000000000000002883549411000000001", "1000000000000000001", "499999998999999999500000003",
+         "883549411499999998"},
+    };
+    for (const auto& c : aCases)
+    {
+        CBigInteger u(c[0]), v(c[1]);
+        EXPECT_EQ(c[2], (u / v).ToString());
+        EXPECT_EQ(c[3], (u % v).ToString());
+    }
+}
+
 TEST(BigIntegerArithmetic, ZeroWithNegativeSignIsStillZero)
 {
     CBigInteger z = CBigInteger(0) * CBigInteger(-5);
@@ -978,7 +998,7 @@ TEST(CrossCheckGmp, LongOperandsMultiplyAndDivide)
     // Sizes that reach the split multiplication, unbalanced operands and long division.
     std::mt19937_64 rng(11);
     const size_t aSizes[][2] = {{400, 400},   {361, 362},   {1000, 999}, {2500, 1700}, {5000, 60},
-                                {9000, 4000}, {3000, 3000}, {720, 1440}, {39, 5000},   {12345, 6789}};
+                                {9000, 4000}, {3000, 3000}, {720, 1440}, {39, 5000},   {12345, 6789}, {1791, 900}, {1799, 900}};
     for (const auto& s : aSizes)
     {
         std::string strA = RandomDigits(rng, s[0], true), strB = RandomDigits(rng, s[1], true);
