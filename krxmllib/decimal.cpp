@@ -50,6 +50,23 @@ bool AnyNonZero(const char* p, size_t n)
     return false;
 }
 
+// Compares a magnitude with the one written as lpDigits followed by nZeros zeros. The
+// conversions check their bounds with this rather than with CBigInteger's static bounds, so
+// that they work even from another file's static initialisation.
+int CompareWithDigits(const DigitVector& v, const char* lpDigits, size_t nZeros)
+{
+    const size_t nLead = std::strlen(lpDigits), n = nLead + nZeros;
+    if (v.size() != n)
+        return v.size() < n ? -1 : 1;
+    for (size_t i = 0; i < nLead; ++i)
+    {
+        const char d = v[n - 1 - i], e = static_cast<char>(lpDigits[i] - '0');
+        if (d != e)
+            return d < e ? -1 : 1;
+    }
+    return AnyNonZero(v.data(), nZeros) ? 1 : 0;
+}
+
 uint64_t MagnitudeToU64(const DigitVector& v)
 {
     uint64_t u = 0;
@@ -111,7 +128,8 @@ void CDecimal::SetMaxDecimalPlaces(int nPlaces)
 
 // ---- reading ----
 
-void CDecimal::FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size_t nDigits, size_t nRunStart, DigitVector& v)
+void CDecimal::FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size_t nDigits, size_t nRunStart,
+                            DigitVector& v)
 {
     if (nDigits == 0)
     {
@@ -141,8 +159,9 @@ void CDecimal::FillReversed(const char* lpText, size_t nBegin, size_t nEnd, size
 
 void CDecimal::ThrowInvalidChar(const char* lpText, size_t nPos)
 {
-    throw CKrInvalidValueException(FormatString(
-        "The string representing a Decimal, contained an invalid char at position %d [%s].", static_cast<int>(nPos), lpText));
+    throw CKrInvalidValueException(
+        FormatString("The string representing a Decimal, contained an invalid char at position %d [%s].",
+                     static_cast<int>(nPos), lpText));
 }
 
 void CDecimal::ThrowExponentOutOfRange(const char* lpText, size_t nPos)
@@ -612,8 +631,7 @@ int32_t CDecimal::ToLong() const
     DigitVector vMag;
     RoundedIntegerMagnitude(vMag);
     const bool bNeg = ValueSign() < 0;
-    const CBigInteger& bound = bNeg ? CBigInteger::MIN_LONG : CBigInteger::MAX_LONG;
-    if (CBigInteger::Compare(vMag, bound.m_vDigits) > 0)
+    if (CompareWithDigits(vMag, bNeg ? "2147483648" : "2147483647", 0) > 0)
         throw CKrOverFlowException("The Decimal value if to large to fit into a LONG");
     int64_t v = static_cast<int64_t>(MagnitudeToU64(vMag));
     return static_cast<int32_t>(bNeg ? -v : v);
@@ -633,8 +651,7 @@ int64_t CDecimal::ToLongLong() const
             Increment(vMag);
     }
     const bool bNeg = ValueSign() < 0;
-    const CBigInteger& bound = bNeg ? CBigInteger::MIN_LONGLONG : CBigInteger::MAX_LONGLONG;
-    if (CBigInteger::Compare(vMag, bound.m_vDigits) > 0)
+    if (CompareWithDigits(vMag, bNeg ? "9223372036854775808" : "9223372036854775807", 0) > 0)
         throw CKrOverFlowException("The Decimal value if to large to fit into a LONGLONG");
     uint64_t u = MagnitudeToU64(vMag);
     if (!bNeg)
@@ -644,8 +661,8 @@ int64_t CDecimal::ToLongLong() const
 
 double CDecimal::ToDouble() const
 {
-    const CBigInteger& bound = ValueSign() < 0 ? CBigInteger::MIN_DOUBLE : CBigInteger::MAX_DOUBLE;
-    if (CBigInteger::Compare(m_biInteger.m_vDigits, bound.m_vDigits) > 0)
+    // The bound is 1.7E+308 either way round.
+    if (CompareWithDigits(m_biInteger.m_vDigits, "17", 307) > 0)
         throw CKrOverFlowException("The Decimal value if to large to fit into a Double");
     std::string str = ToString();
     double d = 0.0;
