@@ -49,12 +49,8 @@ class DigitHelpers : public CBigInteger
 public:
     using CBigInteger::Add;
     using CBigInteger::Build;
-    using CBigInteger::Clean;
-    using CBigInteger::Compare;
     using CBigInteger::Divide;
     using CBigInteger::Multiply;
-    using CBigInteger::Pow10;
-    using CBigInteger::Position;
     using CBigInteger::ShiftLeft;
     using CBigInteger::Subtract;
 
@@ -217,33 +213,21 @@ TEST(BigIntegerArithmetic, LongDivisionWhoseFirstQuotientGuessIsTooLarge)
     }
 }
 
-TEST(BigIntegerArithmetic, ZeroWithNegativeSignIsStillZero)
+TEST(BigIntegerComparison, SignsAndZeros)
 {
+    EXPECT_TRUE(CBigInteger("-100") < CBigInteger("-99"));
+    EXPECT_TRUE(CBigInteger(-2) < CBigInteger(2));
+    EXPECT_TRUE(CBigInteger(10) > CBigInteger(2));
+    // Arithmetic may leave a zero with a minus sign; it is still just zero.
     CBigInteger z = CBigInteger(0) * CBigInteger(-5);
     EXPECT_EQ("0", z.ToString());
     EXPECT_TRUE(z == CBigInteger(0));
     EXPECT_FALSE(z < CBigInteger(0));
     EXPECT_FALSE(CBigInteger(0) > z);
-    EXPECT_TRUE(z <= CBigInteger(0));
-    EXPECT_TRUE(z >= CBigInteger(0));
+    EXPECT_TRUE(z <= CBigInteger(0) && z >= CBigInteger(0));
     EXPECT_EQ(0, z.Sign());
     EXPECT_EQ("0", (CBigInteger(-1) / CBigInteger(5)).ToString());
     EXPECT_EQ("0", (CBigInteger(-4) % CBigInteger(2)).ToString());
-}
-
-TEST(BigIntegerComparison, SignsAndMagnitudes)
-{
-    const CBigInteger m3(-3), m2(-2), p2(2), p10(10);
-    EXPECT_TRUE(m3 < m2);
-    EXPECT_TRUE(m2 > m3);
-    EXPECT_TRUE(m2 < p2);
-    EXPECT_TRUE(p2 < p10);
-    EXPECT_FALSE(p10 < p2);
-    EXPECT_TRUE(p2 <= p2);
-    EXPECT_TRUE(p2 >= p2);
-    EXPECT_FALSE(p2 != CBigInteger("+2"));
-    EXPECT_TRUE(m2 != p2);
-    EXPECT_TRUE(CBigInteger("-100") < CBigInteger("-99"));
 }
 
 TEST(BigIntegerMisc, SquareRoot)
@@ -351,22 +335,14 @@ TEST(BigIntegerBounds, BuiltBeforeUse)
     EXPECT_TRUE(CBigInteger::MIN_DOUBLE < CBigInteger::MIN_LONGLONG);
 }
 
-TEST(BigIntegerHelpers, DigitVectors)
+TEST(BigIntegerHelpers, DigitVectorsMayBeBothInputAndOutput)
 {
     typedef DigitHelpers H;
     CBigInteger::DigitVector v;
-    H::Build(std::string("12a34"), v);
+    H::Build(std::string("12a34"), v);  // digits are taken from the end up to the first other character
     EXPECT_EQ("34", H::S(v));
-    H::Build(std::string("0012"), v);
-    EXPECT_EQ("12", H::S(v));
     H::Build(std::string("x"), v);
     EXPECT_EQ("0", H::S(v));
-    v = H::D("000");
-    H::Clean(v);
-    EXPECT_EQ("0", H::S(v));
-    EXPECT_EQ(-1, H::Compare(H::D("99"), H::D("100")));
-    EXPECT_EQ(1, H::Compare(H::D("120"), H::D("119")));
-    EXPECT_EQ(0, H::Compare(H::D("5"), H::D("5")));
 
     v = H::D("95");
     H::Add(v, v, v);
@@ -377,40 +353,20 @@ TEST(BigIntegerHelpers, DigitVectors)
     w = H::D("1");
     H::Subtract(H::D("1000"), w, w);
     EXPECT_EQ("999", H::S(w));
-    v = H::D("1000");
-    H::Subtract(v, H::D("999"), v);
-    EXPECT_EQ("1", H::S(v));
-
-    H::Multiply(H::D("125"), 8, v);
-    EXPECT_EQ("1000", H::S(v));
     H::Multiply(H::D("125"), 0, v);
     EXPECT_EQ("0", H::S(v));
     v = H::D("123456789");
     H::Multiply(v, v, v);
     EXPECT_EQ("15241578750190521", H::S(v));
-
-    v = H::D("12");
-    H::ShiftLeft(v, 3);
-    EXPECT_EQ("12000", H::S(v));
     v = H::D("0");
     H::ShiftLeft(v, 3);
     EXPECT_EQ("0", H::S(v));
-    EXPECT_EQ(5, H::Position(H::D("12000")));
-    H::Pow10(4, v);
-    EXPECT_EQ("10000", H::S(v));
 
     CBigInteger::DigitVector a = H::D("1000000000000000000000000000000000000000007"), b = H::D("1000");
     H::Divide(a, b, a, b);  // quotient and remainder overwrite the operands
     EXPECT_EQ("1000000000000000000000000000000000000000", H::S(a));
     EXPECT_EQ("7", H::S(b));
-    a = H::D("5");
-    H::Divide(a, H::D("7"), v, w);
-    EXPECT_EQ("0", H::S(v));
-    EXPECT_EQ("5", H::S(w));
-
-    // The protected constructor keeps what it is given.
-    CBigInteger raw = H::Raw(-1, "42");
-    EXPECT_EQ("-42", raw.ToString());
+    EXPECT_EQ("-42", H::Raw(-1, "42").ToString());
 }
 
 // ======================================================================================
