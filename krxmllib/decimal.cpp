@@ -531,6 +531,18 @@ void CDecimal::RoundedIntegerMagnitude(DigitVector& vOut) const
 
 // ---- text ----
 
+void CDecimal::WritePointed(char* p) const
+{
+    const DigitVector& vInt = m_biInteger.m_vDigits;
+    const DigitVector& f = m_biFraction.m_vDigits;
+    const size_t nInt = vInt.size(), nFrac = f.size(), d = static_cast<size_t>(m_nFractionDivider);
+    CBigInteger::DigitsToText(vInt.data(), nInt, p);
+    p += nInt;
+    *p++ = '.';
+    std::memset(p, '0', d - nFrac);
+    CBigInteger::DigitsToText(f.data(), nFrac, p + d - nFrac);
+}
+
 std::string CDecimal::ToString() const
 {
     std::string str;
@@ -539,19 +551,11 @@ std::string CDecimal::ToString() const
         m_biInteger.AppendTo(str);
         return str;
     }
-    const DigitVector& vInt = m_biInteger.m_vDigits;
-    const DigitVector& f = m_biFraction.m_vDigits;
-    const size_t nInt = vInt.size(), nFrac = f.size(), d = static_cast<size_t>(m_nFractionDivider);
-    const bool bMinus = ValueSign() < 0;
-    str.resize((bMinus ? 1 : 0) + nInt + 1 + d);
-    char* p = &str[0];
-    if (bMinus)
-        *p++ = '-';
-    CBigInteger::DigitsToText(vInt.data(), nInt, p);
-    p += nInt;
-    *p++ = '.';
-    std::memset(p, '0', d - nFrac);
-    CBigInteger::DigitsToText(f.data(), nFrac, p + d - nFrac);
+    const size_t nMinus = ValueSign() < 0 ? 1 : 0;
+    str.resize(nMinus + m_biInteger.m_vDigits.size() + 1 + static_cast<size_t>(m_nFractionDivider));
+    if (nMinus)
+        str[0] = '-';
+    WritePointed(&str[nMinus]);
     return str;
 }
 
@@ -560,24 +564,17 @@ std::string CDecimal::ToString(int fractionDigits) const
     if (fractionDigits < 0)
         throw CKrInvalidParamException("The number of fraction digits must not be negative.");
     const size_t k = static_cast<size_t>(fractionDigits);
-    const DigitVector& vInt = m_biInteger.m_vDigits;
-    const DigitVector& f = m_biFraction.m_vDigits;
-    const size_t nInt = vInt.size(), nFrac = f.size(), d = static_cast<size_t>(m_nFractionDivider);
+    const size_t nInt = m_biInteger.m_vDigits.size(), d = static_cast<size_t>(m_nFractionDivider);
     const size_t nMinus = ValueSign() < 0 ? 1 : 0;
     std::string str;
     if (k >= d)
     {
         // The half unit lies below the last place held: the digits stand, padded with zeros.
         str.resize(nMinus + nInt + 1 + k);
-        char* p = &str[0];
         if (nMinus)
-            *p++ = '-';
-        CBigInteger::DigitsToText(vInt.data(), nInt, p);
-        p += nInt;
-        *p++ = '.';
-        std::memset(p, '0', d - nFrac);
-        CBigInteger::DigitsToText(f.data(), nFrac, p + d - nFrac);
-        std::memset(p + d, '0', k - d);
+            str[0] = '-';
+        WritePointed(&str[nMinus]);
+        std::memset(&str[nMinus + nInt + 1 + d], '0', k - d);
         return str;
     }
     // Add one half unit of place k and cut after place k. One spare character in front takes a
@@ -585,10 +582,7 @@ std::string CDecimal::ToString(int fractionDigits) const
     const size_t nIntStart = nMinus + 1;
     const size_t nPoint = nIntStart + nInt;
     str.resize(nPoint + 1 + d);
-    CBigInteger::DigitsToText(vInt.data(), nInt, &str[nIntStart]);
-    str[nPoint] = '.';
-    std::memset(&str[nPoint + 1], '0', d - nFrac);
-    CBigInteger::DigitsToText(f.data(), nFrac, &str[nPoint + 1 + d - nFrac]);
+    WritePointed(&str[nIntStart]);
 
     size_t j = nPoint + 1 + k;
     bool bCarry = str[j] >= '5';

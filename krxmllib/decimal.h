@@ -102,6 +102,8 @@ private:
     void LimitPlaces();
 
     int ValueSign() const;
+    // Writes the digits of the integer part, the point and the fraction padded to the divider.
+    void WritePointed(char* p) const;
     // |value| * 10^nPlaces as one digit vector; nPlaces is at least the divider.
     void ScaledMagnitude(int nPlaces, DigitVector& vOut) const;
     // Sets the value from |value| * 10^nPlaces and a sign.
