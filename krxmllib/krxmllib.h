@@ -3,10 +3,12 @@
 #define KRXMLLIB_KRXMLLIB_H
 
 #include "attribute.h"
+#include "biginteger.h"
 #include "binarydata.h"
 #include "binarystream.h"
 #include "datetime.h"
 #include "datetimespan.h"
+#include "decimal.h"
 #include "element.h"
 #include "encoder.h"
 #include "functions.h"
