@@ -7,6 +7,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <iconv.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -635,6 +636,28 @@ int LocalDayOfWeek(int64_t t)
     if (!localtime_r(&tt, &tmLocal))
         return -1;
     return tmLocal.tm_wday;
+}
+
+// ---- numbers -------------------------------------------------------------------------------
+
+int FormatDoubleC(char* pBuffer, size_t nCapacity, const char* lpFormat, double dValue)
+{
+    // One C locale for the process; a thread switches to it only for the call.
+    static const locale_t s_cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
+    locale_t previous = static_cast<locale_t>(0);
+    if (s_cLocale)
+        previous = uselocale(s_cLocale);
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#endif
+    const int n = std::snprintf(pBuffer, nCapacity, lpFormat, dValue);
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+    if (s_cLocale)
+        uselocale(previous);
+    return n;
 }
 
 } // namespace Platform

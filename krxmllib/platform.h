@@ -149,6 +149,13 @@ uint32_t GetTickCount();  // milliseconds of a monotonic clock, wrapping at 2^32
 // time zone as the TZ setting gives it; -1 if the host can't convert the time.
 int LocalDayOfWeek(int64_t t);
 
+// ---- numbers -------------------------------------------------------------------------------
+
+// snprintf of one double under the C locale, so that the application's locale never turns the
+// decimal point into a comma. lpFormat must hold exactly one floating conversion; the caller
+// checks that. Returns what snprintf returns.
+int FormatDoubleC(char* pBuffer, size_t nCapacity, const char* lpFormat, double dValue);
+
 } // namespace Platform
 } // namespace KrXmlLib16
 

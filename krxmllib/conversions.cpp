@@ -1,0 +1,767 @@
+#include "conversions.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include "functions.h"
+#include "krexception.h"
+#include "platform.h"
+
+namespace KrXmlLib16 {
+
+namespace {
+
+// ---- the whitespace rule, without a copy where it changes nothing ----
+
+// True when rule leaves value as it stands, the usual case for values read from documents.
+// An unknown rule answers false, so that ApplyRule gets to raise its error.
+bool IsUnchangedBy(CWhitespaceUtils::WhitespaceRule rule, const std::string& value)
+{
+    const char* p = value.data();
+    const char* const pEnd = p + value.size();
+    switch (rule)
+    {
+    case CWhitespaceUtils::WhitespaceRule_None:
+        return true;
+    case CWhitespaceUtils::WhitespaceRule_Preserve:
+        return std::memchr(p, '\r', value.size()) == nullptr;
+    case CWhitespaceUtils::WhitespaceRule_Replace:
+        for (; p < pEnd; ++p)
+            if (*p == '\r' || *p == '\n' || *p == '\t')
+                return false;
+        return true;
+    case CWhitespaceUtils::WhitespaceRule_Collapse:
+    {
+        // Collapsed text has no tab, CR or LF, no blank at either end and no two blanks together.
+        bool bLastWasSpace = true;
+        for (; p < pEnd; ++p)
+        {
+            const char c = *p;
+            if (c == '\r' || c == '\n' || c == '\t')
+                return false;
+            if (c == ' ')
+            {
+                if (bLastWasSpace)
+                    return false;
+                bLastWasSpace = true;
+            }
+            else
+                bLastWasSpace = false;
+        }
+        return value.empty() || !bLastWasSpace;
+    }
+    }
+    return false;
+}
+
+// The text of a value after its whitespace rule: the caller's own string when the rule leaves
+// it alone, else a new one held here.
+class CRuledText
+{
+public:
+    CRuledText(const std::string& value, CWhitespaceUtils::WhitespaceRule rule) : m_pText(&value)
+    {
+        if (!IsUnchangedBy(rule, value))
+        {
+            m_strApplied = CWhitespaceUtils::ApplyRule(rule, value);
+            m_pText = &m_strApplied;
+        }
+    }
+    CRuledText(const CRuledText&) = delete;
+    CRuledText& operator=(const CRuledText&) = delete;
+
+    const std::string& Text() const { return *m_pText; }
+
+private:
+    const std::string* m_pText;
+    std::string m_strApplied;
+};
+
+// ---- messages ----
+
+[[noreturn]] void ThrowTooLarge(const std::string& strText, const char* lpKind)
+{
+    throw CKrInvalidValueException("The value [" + strText + "] is to large to fit in a " + lpKind);
+}
+
+[[noreturn]] void ThrowNotConverted(const std::string& strText, const char* lpKind)
+{
+    throw CKrInvalidValueException("The value [" + strText + "] can not be converted to a " + lpKind);
+}
+
+// The parsers of the class-valued kinds read C strings; a NUL inside the text would cut it
+// short and drop what follows, so such text is refused as a whole.
+const char* CheckedCString(const std::string& strText, const char* lpKind)
+{
+    if (std::memchr(strText.data(), '\0', strText.size()))
+        ThrowNotConverted(strText, lpKind);
+    return strText.c_str();
+}
+
+// ---- integers with the standard library's base-10 semantics at a fixed width ----
+
+// The white space that the C library's conversions skip in front of a number.
+inline bool IsCSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+enum IntegerOutcome
+{
+    Integer_Ok,
+    Integer_Range,  // the conversion would report ERANGE
+    Integer_Short   // the conversion would stop before the end of the text
+};
+
+// Reads text as strtol and its kin do, with the bounds of the kind rather than the host's
+// long: uMaxPositive and uMaxNegative bound the magnitude after "+" (or none) and after "-".
+// A magnitude taken with "-" is negated modulo 2^64, which is what the unsigned functions
+// return at their own width once the result is cut to it. Digits past an overflow are still
+// consumed, so that an overflow wins over trailing garbage, as with the C functions.
+IntegerOutcome ParseInteger(const std::string& strText, uint64_t uMaxPositive, uint64_t uMaxNegative,
+                            uint64_t& uResult)
+{
+    const char* p = strText.data();
+    const char* const pEnd = p + strText.size();
+    while (p < pEnd && IsCSpace(*p))
+        ++p;
+    bool bNegative = false;
+    if (p < pEnd && (*p == '+' || *p == '-'))
+    {
+        bNegative = *p == '-';
+        ++p;
+    }
+    const uint64_t uLimit = bNegative ? uMaxNegative : uMaxPositive;
+    const char* const pDigits = p;
+    uint64_t uMagnitude = 0;
+    bool bOverflow = false;
+    for (; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
+    {
+        const unsigned uDigit = static_cast<unsigned>(*p - '0');
+        if (!bOverflow)
+        {
+            if (uMagnitude > (uLimit - uDigit) / 10)
+                bOverflow = true;
+            else
+                uMagnitude = uMagnitude * 10 + uDigit;
+        }
+    }
+    if (p == pDigits)
+        return Integer_Short;  // no digits: nothing converted, the end pointer stays at the start
+    if (bOverflow)
+        return Integer_Range;
+    if (p != pEnd)
+        return Integer_Short;
+    uResult = bNegative ? 0 - uMagnitude : uMagnitude;
+    return Integer_Ok;
+}
+
+uint64_t ParseIntegerKind(const std::string& value, CWhitespaceUtils::WhitespaceRule rule, uint64_t uMaxPositive,
+                          uint64_t uMaxNegative, const char* lpKind)
+{
+    CRuledText text(value, rule);
+    const std::string& strText = text.Text();
+    if (strText.empty())
+        ThrowNotConverted(strText, lpKind);
+    uint64_t uResult = 0;
+    switch (ParseInteger(strText, uMaxPositive, uMaxNegative, uResult))
+    {
+    case Integer_Ok:
+        break;
+    case Integer_Range:
+        ThrowTooLarge(strText, lpKind);
+    case Integer_Short:
+        ThrowNotConverted(strText, lpKind);
+    }
+    return uResult;
+}
+
+template <typename T>
+std::string IntegerText(T value)
+{
+    char sz[24];
+    const std::to_chars_result res = std::to_chars(sz, sz + sizeof(sz), value);
+    return std::string(sz, static_cast<size_t>(res.ptr - sz));
+}
+
+// ---- floating point ----
+
+// The value that strtod gives for a decimal text out of the double's range: infinite when the
+// magnitude is at least 1, zero when it is below. The text [p, pEnd) is what from_chars took:
+// an optional "-", digits with an optional point, an optional exponent.
+double OutOfRangeValue(const char* p, const char* pEnd)
+{
+    const bool bNegative = p < pEnd && *p == '-';
+    if (bNegative)
+        ++p;
+    int64_t nIntDigits = 0, nLeadingFractionZeros = 0;
+    bool bSeenNonZero = false;
+    for (; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
+        if (bSeenNonZero || *p != '0')
+        {
+            bSeenNonZero = true;
+            ++nIntDigits;
+        }
+    if (p < pEnd && *p == '.')
+        for (++p; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
+            if (!bSeenNonZero)
+            {
+                if (*p == '0')
+                    ++nLeadingFractionZeros;
+                else
+                    bSeenNonZero = true;
+            }
+    // Decimal exponent of the first significant digit.
+    int64_t nExponent = nIntDigits > 0 ? nIntDigits - 1 : -(nLeadingFractionZeros + 1);
+    if (p < pEnd && (*p == 'e' || *p == 'E'))
+    {
+        ++p;
+        bool bExpNegative = false;
+        if (p < pEnd && (*p == '+' || *p == '-'))
+            bExpNegative = *p++ == '-';
+        int64_t nExp = 0;
+        for (; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
+            if (nExp < 1000000000)
+                nExp = nExp * 10 + (*p - '0');
+        nExponent += bExpNegative ? -nExp : nExp;
+    }
+    const double dMagnitude = nExponent >= 0 ? std::numeric_limits<double>::infinity() : 0.0;
+    return bNegative ? -dMagnitude : dMagnitude;
+}
+
+// strtod in the C locale, errno unregarded: leading C white space and a sign are taken, decimal
+// and exponent forms, "inf", "infinity" and "nan" in any case. Hexadecimal forms are not read.
+// Returns false when the number doesn't reach the end of the text.
+bool ParseDouble(const std::string& strText, double& dResult)
+{
+    const char* p = strText.data();
+    const char* const pEnd = p + strText.size();
+    while (p < pEnd && IsCSpace(*p))
+        ++p;
+    if (p < pEnd && *p == '+')
+    {
+        ++p;
+        if (p < pEnd && *p == '-')
+            return false;  // one sign only
+    }
+    const std::from_chars_result res = std::from_chars(p, pEnd, dResult, std::chars_format::general);
+    if (res.ec == std::errc::invalid_argument)
+        return false;
+    if (res.ec == std::errc::result_out_of_range)
+        dResult = OutOfRangeValue(p, res.ptr);
+    return res.ptr == pEnd;
+}
+
+double ParseFloatKind(const std::string& value, CWhitespaceUtils::WhitespaceRule rule, const char* lpKind)
+{
+    CRuledText text(value, rule);
+    const std::string& strText = text.Text();
+    if (strText.empty())
+        ThrowNotConverted(strText, lpKind);
+    if (strText == "NaN" || strText == "1.#QNAN" || strText == "-NAN")
+        return std::numeric_limits<double>::quiet_NaN();
+    if (strText == "-INF")
+        return -std::numeric_limits<double>::infinity();
+    if (strText == "INF")
+        return std::numeric_limits<double>::infinity();
+    double dResult = 0;
+    if (!ParseDouble(strText, dResult))
+        ThrowNotConverted(strText, lpKind);
+    return dResult;
+}
+
+// Checks that lpFormat is text with exactly one conversion for a double: flags from "-+ #0", a
+// width and a precision of at most four digits each ("*" is not allowed, as there is no int to
+// give), an optional "l", and one of "aAeEfFgG". "%%" may stand anywhere.
+bool IsFloatFormat(const std::string& strFormat)
+{
+    const size_t n = strFormat.size();
+    if (std::memchr(strFormat.data(), '\0', n))
+        return false;
+    int nConversions = 0;
+    size_t i = 0;
+    while (i < n)
+    {
+        if (strFormat[i++] != '%')
+            continue;
+        if (i < n && strFormat[i] == '%')
+        {
+            ++i;
+            continue;
+        }
+        while (i < n && std::strchr("-+ #0", strFormat[i]))
+            ++i;
+        size_t nDigits = 0;
+        for (; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i)
+            ++nDigits;
+        if (nDigits > 4)
+            return false;
+        if (i < n && strFormat[i] == '.')
+        {
+            nDigits = 0;
+            for (++i; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i)
+                ++nDigits;
+            if (nDigits > 4)
+                return false;
+        }
+        if (i < n && strFormat[i] == 'l')
+            ++i;
+        if (i >= n || !std::strchr("aAeEfFgG", strFormat[i]))
+            return false;
+        ++i;
+        ++nConversions;
+    }
+    return nConversions == 1;
+}
+
+std::string FloatText(double dValue, int nDigits, const std::string& strFormatOverride, const char* lpKind)
+{
+    if (std::isnan(dValue))
+        return "NaN";
+    if (std::isinf(dValue))
+        return dValue < 0 ? "-INF" : "INF";
+    // Room for the longest %.16g text and then some: sign, 16 digits, point, exponent.
+    char sz[64];
+    if (strFormatOverride.empty())
+    {
+        const std::to_chars_result res =
+            std::to_chars(sz, sz + sizeof(sz), dValue, std::chars_format::general, nDigits);
+        return std::string(sz, static_cast<size_t>(res.ptr - sz));
+    }
+    if (!IsFloatFormat(strFormatOverride))
+        throw CKrInvalidParamException("The format override [" + strFormatOverride +
+                                       "] is not a printf format for one " + lpKind + " value");
+    // The result is as long as the format makes it: a wide format gets a buffer of its size.
+    const int n = Platform::FormatDoubleC(sz, sizeof(sz), strFormatOverride.c_str(), dValue);
+    if (n < 0)
+        throw CKrInvalidParamException("The format override [" + strFormatOverride + "] could not format the " +
+                                       lpKind + " value");
+    if (static_cast<size_t>(n) < sizeof(sz))
+        return std::string(sz, static_cast<size_t>(n));
+    std::string strResult(static_cast<size_t>(n), '\0');
+    Platform::FormatDoubleC(&strResult[0], strResult.size() + 1, strFormatOverride.c_str(), dValue);
+    return strResult;
+}
+
+// atoi as the 32-bit C library has it: leading white space, a sign, digits up to the first
+// other character, 0 when there are none, and the int bounds where the number exceeds them.
+int ReadCount(const std::string& strText)
+{
+    uint64_t uValue = 0;
+    const char* p = strText.c_str();
+    while (IsCSpace(*p))
+        ++p;
+    const bool bNegative = *p == '-';
+    if (*p == '+' || *p == '-')
+        ++p;
+    for (; static_cast<unsigned char>(*p - '0') <= 9; ++p)
+        if (uValue <= 0x80000000u)
+            uValue = uValue * 10 + static_cast<unsigned>(*p - '0');
+    if (bNegative)
+        return uValue >= 0x80000000u ? std::numeric_limits<int32_t>::min() : -static_cast<int32_t>(uValue);
+    return uValue > 0x7FFFFFFFu ? std::numeric_limits<int32_t>::max() : static_cast<int32_t>(uValue);
+}
+
+// ---- dates ----
+
+CDateTime ParseDate(const std::string& value, CWhitespaceUtils::WhitespaceRule rule, CDateTime::DTType eType,
+                    const char* lpKind)
+{
+    CRuledText text(value, rule);
+    const char* lpText = CheckedCString(text.Text(), lpKind);
+    CDateTime dt(eType);
+    switch (eType)
+    {
+    case CDateTime::dt_dateTime:
+        dt.ParseXSDDateTime(lpText);
+        break;
+    case CDateTime::dt_time:
+        dt.ParseXSDTime(lpText);
+        break;
+    default:
+        dt.ParseXSDDate(lpText);
+        break;
+    }
+    return dt;
+}
+
+std::string DateText(const CDateTime& value)
+{
+    return value.ToString("s");
+}
+
+std::string NumberWithDashes(const char* lpDashes, size_t nDashes, unsigned uValue)
+{
+    char sz[8];
+    std::memcpy(sz, lpDashes, nDashes);
+    size_t n = nDashes;
+    if (uValue < 10)
+        sz[n++] = '0';
+    const std::to_chars_result res = std::to_chars(sz + n, sz + sizeof(sz), uValue);
+    return std::string(sz, static_cast<size_t>(res.ptr - sz));
+}
+
+bool EqualsNoCase(const std::string& strText, const char* lpWord)
+{
+    const size_t n = std::strlen(lpWord);
+    if (strText.size() != n)
+        return false;
+    for (size_t i = 0; i < n; ++i)
+    {
+        char c = strText[i];
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+        if (c != lpWord[i])
+            return false;
+    }
+    return true;
+}
+
+const std::string g_strEmpty;
+
+// The double that a float conversion rounds to infinity from: FLT_MAX plus half its last unit
+// (ties go to the even neighbour, which is infinity).
+const double kFloatOverflow = 340282356779733661637539395458142568448.0;  // 2^128 - 2^103
+
+} // namespace
+
+// ---- value to text ----------------------------------------------------------------------------
+
+std::string CConversions::hexBinaryToString(const CBinaryData& value)
+{
+    return value.GetAsHexString();
+}
+
+std::string CConversions::base64BinaryToString(const CBinaryData& value)
+{
+    return value.GetAsBase64();
+}
+
+std::string CConversions::i1ToString(int8_t value)
+{
+    return IntegerText(static_cast<int>(value));
+}
+
+std::string CConversions::i2ToString(int16_t value)
+{
+    return IntegerText(static_cast<int>(value));
+}
+
+std::string CConversions::i4ToString(int32_t value)
+{
+    return IntegerText(value);
+}
+
+std::string CConversions::i8ToString(int64_t value)
+{
+    return IntegerText(value);
+}
+
+std::string CConversions::ui1ToString(uint8_t value)
+{
+    return IntegerText(static_cast<unsigned>(value));
+}
+
+std::string CConversions::ui2ToString(uint16_t value)
+{
+    return IntegerText(static_cast<unsigned>(value));
+}
+
+std::string CConversions::ui4ToString(uint32_t value)
+{
+    return IntegerText(value);
+}
+
+std::string CConversions::ui8ToString(uint64_t value)
+{
+    return IntegerText(value);
+}
+
+std::string CConversions::r4ToString(float value)
+{
+    return FloatText(value, 7, g_strEmpty, "r4");
+}
+
+std::string CConversions::r4ToString(float value, const std::string& formatOverride)
+{
+    return FloatText(value, 7, formatOverride, "r4");
+}
+
+std::string CConversions::r8ToString(double value)
+{
+    return FloatText(value, 16, g_strEmpty, "r8");
+}
+
+std::string CConversions::r8ToString(double value, const std::string& formatOverride)
+{
+    return FloatText(value, 16, formatOverride, "r8");
+}
+
+std::string CConversions::durationToString(const CDateTimeSpan& value)
+{
+    return value.ToString();
+}
+
+std::string CConversions::yearMonthToString(const CDateTime& value)
+{
+    return DateText(value);
+}
+
+std::string CConversions::monthDayToString(const CDateTime& value)
+{
+    return DateText(value);
+}
+
+std::string CConversions::yearToString(uint16_t value)
+{
+    return IntegerText(static_cast<unsigned>(value));
+}
+
+std::string CConversions::monthToString(uint8_t value)
+{
+    return NumberWithDashes("--", 2, value);
+}
+
+std::string CConversions::dayToString(uint8_t value)
+{
+    return NumberWithDashes("---", 3, value);
+}
+
+std::string CConversions::dateToString(const CDateTime& value)
+{
+    return DateText(value);
+}
+
+std::string CConversions::datetimeToString(const CDateTime& value)
+{
+    return DateText(value);
+}
+
+std::string CConversions::timeToString(const CDateTime& value)
+{
+    return DateText(value);
+}
+
+std::string CConversions::charToString(char value)
+{
+    return std::string(1, value);
+}
+
+std::string CConversions::stringToString(const std::string& value)
+{
+    return value;
+}
+
+std::string CConversions::booleanToString(bool value)
+{
+    return value ? "true" : "false";
+}
+
+std::string CConversions::decimalToString(const CDecimal& value)
+{
+    return value.ToString();
+}
+
+std::string CConversions::decimalToString(const CDecimal& value, const std::string& formatOverride)
+{
+    if (formatOverride.empty())
+        return value.ToString();
+    return value.ToString(ReadCount(formatOverride));
+}
+
+std::string CConversions::integerToString(const CBigInteger& value)
+{
+    return value.ToString();
+}
+
+// ---- text to value ----------------------------------------------------------------------------
+
+CBinaryData CConversions::hexBinaryFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    CBinaryData data;
+    data.SetAsHexString(CheckedCString(text.Text(), "hexBinary"));
+    return data;
+}
+
+CBinaryData CConversions::base64BinaryFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    const std::string& strText = text.Text();
+    CBinaryData data;
+    data.SetAsBase64(CheckedCString(strText, "base64Binary"));
+    // The decoder gives empty data for text it can't read; only text of nothing but white space
+    // and padding is really empty, anything else would lose the value without a word.
+    if (data.GetLength() == 0)
+        for (char c : strText)
+            if (c != '=' && !CWhitespaceUtils::IsWhiteSpace(c))
+                ThrowNotConverted(strText, "base64Binary");
+    return data;
+}
+
+int8_t CConversions::i1FromString(const std::string& value, WhitespaceRule rule)
+{
+    const int32_t n = i4FromString(value, rule);
+    if (n < -128 || n > 127)
+        ThrowTooLarge(value, "i1");
+    return static_cast<int8_t>(n);
+}
+
+int16_t CConversions::i2FromString(const std::string& value, WhitespaceRule rule)
+{
+    const int32_t n = i4FromString(value, rule);
+    if (n < -32768 || n > 32767)
+        ThrowTooLarge(value, "i2");
+    return static_cast<int16_t>(n);
+}
+
+int32_t CConversions::i4FromString(const std::string& value, WhitespaceRule rule)
+{
+    return static_cast<int32_t>(ParseIntegerKind(value, rule, 0x7FFFFFFFu, 0x80000000u, "i4"));
+}
+
+int64_t CConversions::i8FromString(const std::string& value, WhitespaceRule rule)
+{
+    return static_cast<int64_t>(ParseIntegerKind(value, rule, 0x7FFFFFFFFFFFFFFFull, 0x8000000000000000ull, "i8"));
+}
+
+uint8_t CConversions::ui1FromString(const std::string& value, WhitespaceRule rule)
+{
+    const uint32_t n = ui4FromString(value, rule);
+    if (n > 255)
+        ThrowTooLarge(value, "ui1");
+    return static_cast<uint8_t>(n);
+}
+
+uint16_t CConversions::ui2FromString(const std::string& value, WhitespaceRule rule)
+{
+    const uint32_t n = ui4FromString(value, rule);
+    if (n > 65535)
+        ThrowTooLarge(value, "ui2");
+    return static_cast<uint16_t>(n);
+}
+
+uint32_t CConversions::ui4FromString(const std::string& value, WhitespaceRule rule)
+{
+    // A "-" is taken and the magnitude negated at 32 bits, as the 32-bit strtoul does.
+    return static_cast<uint32_t>(ParseIntegerKind(value, rule, 0xFFFFFFFFu, 0xFFFFFFFFu, "ui4"));
+}
+
+uint64_t CConversions::ui8FromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseIntegerKind(value, rule, ~0ull, ~0ull, "ui8");
+}
+
+float CConversions::r4FromString(const std::string& value, WhitespaceRule rule)
+{
+    const double d = ParseFloatKind(value, rule, "r4");
+    if (d >= kFloatOverflow)
+        return std::numeric_limits<float>::infinity();
+    if (d <= -kFloatOverflow)
+        return -std::numeric_limits<float>::infinity();
+    return static_cast<float>(d);
+}
+
+double CConversions::r8FromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseFloatKind(value, rule, "r8");
+}
+
+CDateTimeSpan CConversions::durationFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    CDateTimeSpan span;
+    span.ParseXSDDuration(CheckedCString(text.Text(), "duration"));
+    return span;
+}
+
+CDateTime CConversions::yearMonthFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_gYearMonth, "yearMonth");
+}
+
+CDateTime CConversions::monthDayFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_gMonthDay, "monthDay");
+}
+
+uint16_t CConversions::yearFromString(const std::string& value, WhitespaceRule rule)
+{
+    const short nYear = ParseDate(value, rule, CDateTime::dt_gYear, "year").GetYear();
+    // The kind holds an unsigned number: a year before the common era would come back as a
+    // different positive year.
+    if (nYear < 0)
+        throw CKrInvalidValueException("The value [" + value + "] can not be a year as it is negative");
+    return static_cast<uint16_t>(nYear);
+}
+
+uint8_t CConversions::monthFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_gMonth, "month").GetMonth();
+}
+
+uint8_t CConversions::dayFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_gDay, "day").GetDay();
+}
+
+CDateTime CConversions::dateFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_date, "date");
+}
+
+CDateTime CConversions::datetimeFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_dateTime, "datetime");
+}
+
+CDateTime CConversions::timeFromString(const std::string& value, WhitespaceRule rule)
+{
+    return ParseDate(value, rule, CDateTime::dt_time, "time");
+}
+
+char CConversions::charFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    const std::string& strText = text.Text();
+    if (strText.size() != 1)
+        throw CKrInvalidValueException("The value [" + strText +
+                                       "] can not be a char as it is either empty of greater than 1 char long");
+    return strText[0];
+}
+
+std::string CConversions::stringFromString(const std::string& value, WhitespaceRule rule)
+{
+    return CWhitespaceUtils::ApplyRule(rule, value);
+}
+
+bool CConversions::booleanFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    const std::string& strText = text.Text();
+    if (EqualsNoCase(strText, "true"))
+        return true;
+    if (EqualsNoCase(strText, "false"))
+        return false;
+    if (strText.size() == 1 && (strText[0] == '1' || strText[0] == '0'))
+        return strText[0] == '1';
+    throw CKrInvalidValueException("A Boolean Value read from an XML document was invalid [" + value +
+                                   "]. Valid values are 'true', 'false', '1', or '0'");
+}
+
+CDecimal CConversions::decimalFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    return CDecimal(CheckedCString(text.Text(), "decimal"));
+}
+
+CBigInteger CConversions::integerFromString(const std::string& value, WhitespaceRule rule)
+{
+    CRuledText text(value, rule);
+    return CBigInteger(CheckedCString(text.Text(), "integer"));
+}
+
+} // namespace KrXmlLib16
