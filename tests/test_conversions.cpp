@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <clocale>
 #include <cmath>
 #include <limits>
 #include <typeinfo>
@@ -391,6 +392,22 @@ TEST(Conversions, FloatFormatOverride)
     const std::string strNulFormat("%f\0%s", 5);
     EXPECT_KR_THROW(C::r8ToString(1.0, strNulFormat), CKrInvalidParamException,
                     "The format override [" + strNulFormat + "] is not a printf format for one r8 value");
+}
+
+// The application's locale must not turn the decimal point into a comma, in either direction.
+TEST(Conversions, FloatsIgnoreTheApplicationLocale)
+{
+    const char* lpOld = std::setlocale(LC_NUMERIC, nullptr);
+    const std::string strOld = lpOld ? lpOld : "C";
+    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8") && !std::setlocale(LC_NUMERIC, "de_DE.utf8"))
+        GTEST_SKIP() << "no German locale on this machine";
+    const std::string strDefault = C::r8ToString(2.5);
+    const std::string strOverride = C::r8ToString(2.5, "%.2f");
+    const double dRead = C::r8FromString("2.5", kNone);
+    std::setlocale(LC_NUMERIC, strOld.c_str());
+    EXPECT_EQ("2.5", strDefault);
+    EXPECT_EQ("2.50", strOverride);
+    EXPECT_EQ(2.5, dRead);
 }
 
 TEST(Conversions, DecimalOverrideIsADigitCount)
