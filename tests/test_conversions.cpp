@@ -64,16 +64,12 @@ struct RoundTripRow
 
 const RoundTripRow kRoundTrips[] = {
     {ItemType_hexBinary, "00ff10Ab", "00FF10AB"},
-    {ItemType_hexBinary, "", ""},
     {ItemType_base64Binary, "YWJj", "YWJj"},
     {ItemType_base64Binary, " Y Q = = ", "YQ=="},
-    {ItemType_base64Binary, "", ""},
     {ItemType_i1, "-128", "-128"},
     {ItemType_i1, "+127", "127"},
     {ItemType_i2, "-32768", "-32768"},
-    {ItemType_i2, "007", "7"},
     {ItemType_i4, "-2147483648", "-2147483648"},
-    {ItemType_i4, "2147483647", "2147483647"},
     {ItemType_i4, "-0", "0"},
     {ItemType_i8, "-9223372036854775808", "-9223372036854775808"},
     {ItemType_i8, "9223372036854775807", "9223372036854775807"},
@@ -87,16 +83,13 @@ const RoundTripRow kRoundTrips[] = {
     {ItemType_r4, "0.1", "0.1"},
     {ItemType_r4, "1e39", "INF"},
     {ItemType_r4, "3.4028235e38", "3.402823e+38"},
-    {ItemType_r4, "-INF", "-INF"},
     {ItemType_r8, "0.1", "0.1"},
     {ItemType_r8, "1e999", "INF"},
-    {ItemType_r8, "-1e999", "-INF"},
     {ItemType_r8, "1e-400", "0"},
     {ItemType_r8, "-1e-400", "-0"},
     {ItemType_r8, "1.#QNAN", "NaN"},
     {ItemType_r8, "-NAN", "NaN"},
     {ItemType_r8, "+1.5E2", "150"},
-    {ItemType_r8, ".5", "0.5"},
     {ItemType_r8, "123456789012345678", "1.234567890123457e+17"},
     {ItemType_r8, "infinity", "INF"},
     {ItemType_r8, "+INF", "INF"},  // no special word: the C conversion reads it
@@ -108,7 +101,6 @@ const RoundTripRow kRoundTrips[] = {
     {ItemType_year, "2005-03", "2005"},
     {ItemType_month, "--05", "--05"},
     {ItemType_month, "2005-03-01", "--03"},
-    {ItemType_month, "--12Z", "--12"},
     {ItemType_day, "---05", "---05"},
     {ItemType_day, "---31+02:00", "---31"},
     {ItemType_date, "2005-01-02", "2005-01-02"},
@@ -117,11 +109,9 @@ const RoundTripRow kRoundTrips[] = {
     {ItemType_time, "23:59:59", "23:59:59"},
     {ItemType_char, " x ", "x"},
     {ItemType_string, "  a \t b  ", "a b"},
-    {ItemType_string, "", ""},
     {ItemType_boolean, "1", "true"},
     {ItemType_boolean, "FALSE", "false"},
     {ItemType_boolean, "True", "true"},
-    {ItemType_boolean, "0", "false"},
     {ItemType_decimal, "-12.500", "-12.5"},
     {ItemType_decimal, "", "0"},
     {ItemType_decimal, "123456789012345678901234567890.000000000000000000000000000001",
@@ -258,9 +248,8 @@ TEST(Conversions, UnknownWhitespaceRuleFailsBeforeParsing)
         EXPECT_KR_THROW(RoundTrip(static_cast<ItemType>(i), "1", eBad), CKrException, "Unknown WhitespaceRule");
 }
 
-TEST(Conversions, WhitespaceRuleDecidesWhatTheNumberParserSees)
+TEST(Conversions, WhitespaceRuleDecidesWhatTheParserSees)
 {
-    EXPECT_EQ(12, C::i4FromString(" 12 ", kCollapse));
     EXPECT_EQ(12, C::i4FromString(" 12", kPreserve));  // leading blanks are skipped by the conversion
     EXPECT_EQ(12, C::i4FromString("\v\f12", kNone));
     EXPECT_KR_THROW(C::i4FromString("12 ", kPreserve), CKrInvalidValueException,
@@ -268,17 +257,19 @@ TEST(Conversions, WhitespaceRuleDecidesWhatTheNumberParserSees)
     // Replace turns CR LF into one blank, which still stops the number.
     EXPECT_KR_THROW(C::i8FromString("12\r\n", kReplace), CKrInvalidValueException,
                     "The value [12 ] can not be converted to a i8");
-    EXPECT_KR_THROW(C::i4FromString("1\r\n2", kPreserve), CKrInvalidValueException,
-                    "The value [1\n2] can not be converted to a i4");
     // The wider kind's message quotes the ruled text, the narrower kind's the raw text.
     EXPECT_KR_THROW(C::i1FromString("\t300\n", kCollapse), CKrInvalidValueException,
                     "The value [\t300\n] is to large to fit in a i1");
     EXPECT_KR_THROW(C::i1FromString("\t3x\n", kCollapse), CKrInvalidValueException,
                     "The value [3x] can not be converted to a i4");
-    EXPECT_EQ(1.5, C::r8FromString("\n 1.5 \n", kCollapse));
     EXPECT_KR_THROW(C::r8FromString("1.5\n", kNone), CKrInvalidValueException,
                     "The value [1.5\n] can not be converted to a r8");
-    EXPECT_TRUE(C::booleanFromString(" \ttrue\n", kCollapse));
+    EXPECT_EQ(' ', C::charFromString(" ", kNone));
+    EXPECT_KR_THROW(C::charFromString(" ", kCollapse), CKrInvalidValueException,
+                    "The value [] can not be a char as it is either empty of greater than 1 char long");
+    EXPECT_KR_THROW(C::booleanFromString("true ", kNone), CKrInvalidValueException,
+                    "A Boolean Value read from an XML document was invalid [true ]. Valid values are 'true', "
+                    "'false', '1', or '0'");
     EXPECT_EQ("a\nb", C::stringFromString("a\r\nb", kPreserve));
     EXPECT_EQ(" a  b ", C::stringFromString(" a\r\n\tb ", kReplace));
     EXPECT_EQ(" a \t", C::stringFromString(" a \t", kNone));
@@ -286,24 +277,14 @@ TEST(Conversions, WhitespaceRuleDecidesWhatTheNumberParserSees)
 
 TEST(Conversions, IntegerWidthsAreExactWhateverTheHostLong)
 {
-    EXPECT_EQ(INT32_MIN, C::i4FromString("-2147483648", kNone));
-    EXPECT_EQ(4294967295u, C::ui4FromString("-1", kNone));
     EXPECT_EQ(2147483648u, C::ui4FromString("-2147483648", kNone));
-    EXPECT_EQ(0u, C::ui4FromString("-0", kNone));
-    EXPECT_EQ(INT64_MIN, C::i8FromString("-9223372036854775808", kNone));
     EXPECT_EQ(1u, C::ui8FromString("-18446744073709551615", kNone));
     EXPECT_KR_THROW(C::ui8FromString("-18446744073709551616", kNone), CKrInvalidValueException,
                     "The value [-18446744073709551616] is to large to fit in a ui8");
-    // Leading zeros never overflow.
-    EXPECT_EQ(7, C::i4FromString("000000000000000000000000007", kNone));
-    EXPECT_EQ(-128, C::i1FromString("-128", kNone));
-    EXPECT_EQ(65535, C::ui2FromString("65535", kNone));
-    EXPECT_EQ("-1", C::i1ToString(-1));
+    EXPECT_EQ(7, C::i4FromString("000000000000000000000000007", kNone));  // leading zeros never overflow
     EXPECT_EQ("-32768", C::i2ToString(INT16_MIN));
-    EXPECT_EQ("255", C::ui1ToString(255));
     EXPECT_EQ("4294967295", C::ui4ToString(UINT32_MAX));
-    EXPECT_EQ("-9223372036854775808", C::i8ToString(INT64_MIN));
-    // Oversized input: a thousand digits overflow cleanly, a megabyte of them too.
+    // Oversized input overflows cleanly.
     EXPECT_KR_THROW(C::i4FromString(std::string(1000, '9'), kNone), CKrInvalidValueException,
                     "The value [" + std::string(1000, '9') + "] is to large to fit in a i4");
     EXPECT_EQ(0u, C::ui8FromString(std::string(1 << 20, '0'), kNone));
@@ -311,61 +292,38 @@ TEST(Conversions, IntegerWidthsAreExactWhateverTheHostLong)
 
 TEST(Conversions, EmbeddedNulIsNeverCutShort)
 {
-    const std::string strNul("12\0" "34", 5);
+    const std::string strNul("12\0" "34", 5), strDate("2005-01-02\0x", 12);
     EXPECT_KR_THROW(C::i4FromString(strNul, kNone), CKrInvalidValueException,
                     "The value [" + strNul + "] can not be converted to a i4");
     EXPECT_KR_THROW(C::r8FromString(strNul, kNone), CKrInvalidValueException,
                     "The value [" + strNul + "] can not be converted to a r8");
-    const std::string strDate("2005-01-02\0x", 12);
     EXPECT_KR_THROW(C::dateFromString(strDate, kNone), CKrInvalidValueException,
                     "The value [" + strDate + "] can not be converted to a date");
     EXPECT_KR_THROW(C::decimalFromString(strNul, kNone), CKrInvalidValueException,
                     "The value [" + strNul + "] can not be converted to a decimal");
-    EXPECT_KR_THROW(C::integerFromString(strNul, kNone), CKrInvalidValueException,
-                    "The value [" + strNul + "] can not be converted to a integer");
-    const std::string strHex("00\0" "11", 5), strSpan("P1D\0", 4);
-    EXPECT_KR_THROW(C::hexBinaryFromString(strHex, kNone), CKrInvalidValueException,
-                    "The value [" + strHex + "] can not be converted to a hexBinary");
-    EXPECT_KR_THROW(C::durationFromString(strSpan, kNone), CKrInvalidValueException,
-                    "The value [" + strSpan + "] can not be converted to a duration");
     EXPECT_EQ(std::string("a\0b", 3), C::stringFromString(std::string("a\0b", 3), kCollapse));
-    EXPECT_EQ('\0', C::charFromString(std::string(1, '\0'), kNone));
 }
 
 TEST(Conversions, FloatsPrintSevenOrSixteenDigitsAndSpecialWords)
 {
-    EXPECT_EQ("0.1", C::r8ToString(0.1));
     EXPECT_EQ("0.3333333333333333", C::r8ToString(1.0 / 3.0));
-    EXPECT_EQ("0.1", C::r4ToString(0.1f));
     EXPECT_EQ("0.3333333", C::r4ToString(1.0f / 3.0f));
-    EXPECT_EQ("-0", C::r8ToString(-0.0));
     EXPECT_EQ("-0", C::r4ToString(-0.0f));
     EXPECT_EQ("1e+100", C::r8ToString(1e100));
-    EXPECT_EQ("1e-05", C::r8ToString(1e-5));
     EXPECT_EQ("4.940656458412465e-324", C::r8ToString(std::numeric_limits<double>::denorm_min()));
-    EXPECT_EQ("NaN", C::r8ToString(std::nan("")));
     EXPECT_EQ("NaN", C::r4ToString(-std::numeric_limits<float>::quiet_NaN()));
-    EXPECT_EQ("INF", C::r4ToString(std::numeric_limits<float>::infinity()));
-    EXPECT_EQ("-INF", C::r8ToString(-std::numeric_limits<double>::infinity()));
     // Special values never reach an override.
     EXPECT_EQ("NaN", C::r8ToString(std::nan(""), "%.2f"));
     EXPECT_EQ("-INF", C::r4ToString(-std::numeric_limits<float>::infinity(), "%s"));
 
-    EXPECT_TRUE(std::isnan(C::r8FromString("NaN", kNone)));
-    EXPECT_TRUE(std::isnan(C::r4FromString("1.#QNAN", kNone)));
     EXPECT_TRUE(std::isnan(C::r4FromString("nan", kNone)));  // the C library's own form
-    EXPECT_EQ(-std::numeric_limits<float>::infinity(), C::r4FromString("-INF", kNone));
-    EXPECT_EQ(std::numeric_limits<double>::infinity(), C::r8FromString("1e999", kNone));
     EXPECT_EQ(std::numeric_limits<double>::infinity(), C::r8FromString("0.1e310", kNone));
     EXPECT_EQ(0.0, C::r8FromString("123e-400", kNone));
     EXPECT_EQ(4.9406564584124654e-324, C::r8FromString("4.9406564584124654e-324", kNone));
-    EXPECT_EQ(std::numeric_limits<double>::max(), C::r8FromString("1.7976931348623157e308", kNone));
     // A double just below the float overflow threshold rounds to the largest float.
     EXPECT_EQ(std::numeric_limits<float>::max(), C::r4FromString("3.4028235677973362e38", kNone));
     EXPECT_EQ(std::numeric_limits<float>::infinity(), C::r4FromString("3.4028235677973366e38", kNone));
     EXPECT_EQ(-std::numeric_limits<float>::infinity(), C::r4FromString("-1e39", kNone));
-    EXPECT_EQ(0.0f, C::r4FromString("1e-50", kNone));
-    EXPECT_EQ(250.0, C::r8FromString("  +2.5e+2", kNone));
 }
 
 TEST(Conversions, FloatFormatOverride)
@@ -427,55 +385,16 @@ TEST(Conversions, DecimalOverrideIsADigitCount)
                     "The number of fraction digits must not be negative.");
 }
 
-TEST(Conversions, DatesAndTheirNumberKinds)
+TEST(Conversions, ParsedDatesKeepTheKindOfTheirText)
 {
-    EXPECT_EQ("--05", C::monthToString(5));
-    EXPECT_EQ("---05", C::dayToString(5));
-    EXPECT_EQ("--12", C::monthToString(12));
-    EXPECT_EQ("2024", C::yearToString(2024));
+    EXPECT_EQ(CDateTime::dt_date, C::yearMonthFromString("2005-01-02", kNone).GetType());
+    EXPECT_EQ(CDateTime::dt_gYear, C::dateFromString("2005", kNone).GetType());
     EXPECT_EQ("5", C::yearToString(5));
-    EXPECT_EQ("65535", C::yearToString(65535));
-    EXPECT_EQ(3, C::monthFromString("2005-03-01", kNone));
-    EXPECT_EQ(2005, C::yearFromString("2005-03", kNone));
-    EXPECT_EQ(31, C::dayFromString(" ---31Z ", kCollapse));
-
-    const CDateTime ym = C::yearMonthFromString("2005-01-02", kNone);
-    EXPECT_EQ(CDateTime::dt_date, ym.GetType());
-    const CDateTime d = C::dateFromString("2005", kNone);
-    EXPECT_EQ(CDateTime::dt_gYear, d.GetType());
-    EXPECT_EQ("2005", C::dateToString(d));
-    EXPECT_EQ(CDateTime::dt_time, C::timeFromString("10:00:00Z", kNone).GetType());
-    EXPECT_EQ("10:00:00Z", C::timeToString(C::timeFromString("10:00:00Z", kNone)));
-    EXPECT_EQ("2005-01-02T03:04:05-05:00", C::datetimeToString(C::datetimeFromString("2005-01-02T03:04:05-05:00", kNone)));
-    EXPECT_EQ("P1D", C::durationToString(C::durationFromString("\tP1D\n", kCollapse)));
+    EXPECT_EQ("--123", C::monthToString(123));  // two digits at least, never cut
 }
 
-TEST(Conversions, CharStringAndBoolean)
+TEST(Conversions, Base64TextThatDecodesToNothing)
 {
-    EXPECT_EQ("x", C::charToString('x'));
-    EXPECT_EQ(std::string(1, '\xE9'), C::charToString('\xE9'));
-    EXPECT_EQ(' ', C::charFromString(" ", kNone));
-    EXPECT_KR_THROW(C::charFromString(" ", kCollapse), CKrInvalidValueException,
-                    "The value [] can not be a char as it is either empty of greater than 1 char long");
-    EXPECT_EQ("a\tb", C::stringToString("a\tb"));
-    EXPECT_EQ("true", C::booleanToString(true));
-    EXPECT_EQ("false", C::booleanToString(false));
-    EXPECT_TRUE(C::booleanFromString("tRuE", kNone));
-    EXPECT_FALSE(C::booleanFromString("0", kNone));
-    EXPECT_KR_THROW(C::booleanFromString("true ", kNone), CKrInvalidValueException,
-                    "A Boolean Value read from an XML document was invalid [true ]. Valid values are 'true', "
-                    "'false', '1', or '0'");
-}
-
-TEST(Conversions, BinaryKinds)
-{
-    const CBinaryData hex = C::hexBinaryFromString(" 0a0B ", kCollapse);
-    ASSERT_EQ(2u, hex.GetLength());
-    EXPECT_EQ(0x0A, hex[0]);
-    EXPECT_EQ(0x0B, hex[1]);
-    EXPECT_EQ("0A0B", C::hexBinaryToString(hex));
-    EXPECT_EQ("Cgs=", C::base64BinaryToString(hex));
-    EXPECT_EQ(2u, C::base64BinaryFromString("Cg\r\ns=", kNone).GetLength());
     EXPECT_EQ(0u, C::base64BinaryFromString(" = = ", kNone).GetLength());  // only padding: empty
     EXPECT_KR_THROW(C::base64BinaryFromString("Q", kNone), CKrInvalidValueException,
                     "The value [Q] can not be converted to a base64Binary");

@@ -113,73 +113,30 @@ TEST(Variant, GettersReturnWhatSettersStored)
     KrVariant v;
     v.SetI1(-128);
     EXPECT_EQ(-128, v.GetI1());
-    v.SetI2(-32768);
-    EXPECT_EQ(-32768, v.GetI2());
-    v.SetI4(INT32_MIN);
-    EXPECT_EQ(INT32_MIN, v.GetI4());
     v.SetI8(INT64_MIN);
     EXPECT_EQ(INT64_MIN, v.GetI8());
-    v.SetUI1(255);
-    EXPECT_EQ(255, v.GetUI1());
-    v.SetUI2(65535);
-    EXPECT_EQ(65535, v.GetUI2());
     v.SetUI4(UINT32_MAX);
     EXPECT_EQ(UINT32_MAX, v.GetUI4());
     v.SetUI8(UINT64_MAX);
     EXPECT_EQ(UINT64_MAX, v.GetUI8());
     v.SetR4(1.5f);
     EXPECT_EQ(1.5f, v.GetR4());
-    v.SetR8(-2.25);
-    EXPECT_EQ(-2.25, v.GetR8());
     v.SetYear(65535);
-    EXPECT_EQ(65535, v.GetYear());
     EXPECT_EQ("65535", v.ToString(nullptr));
-    v.SetMonth(12);
-    EXPECT_EQ(12, v.GetMonth());
-    v.SetDay(31);
-    EXPECT_EQ(31, v.GetDay());
     v.SetChar('\xE9');
     EXPECT_EQ('\xE9', v.GetChar());
-    v.SetBoolean(true);
-    EXPECT_TRUE(v.GetBoolean());
     v.SetString("text");
-    EXPECT_EQ("text", v.GetString());
-    v.SetString(v.GetString() + "!");
+    v.SetString(v.GetString() + "!");  // a value taken from the variant itself
     EXPECT_EQ("text!", v.GetString());
-
     unsigned char aBytes[] = {1, 2, 3};
-    const CBinaryData data(aBytes, 3, false);
-    v.SetHexBinary(data);
-    EXPECT_TRUE(data == v.GetHexBinary());
-    EXPECT_EQ("010203", v.ToString(nullptr));
-    v.SetBase64Binary(data);
-    EXPECT_TRUE(data == v.GetBase64Binary());
+    v.SetBase64Binary(CBinaryData(aBytes, 3, false));
     EXPECT_EQ("AQID", v.ToString(nullptr));
-
-    const CDateTimeSpan span(1, 2, 3);
-    v.SetDuration(span);
-    EXPECT_EQ("PT1H2M3S", v.GetDuration().ToString());
+    EXPECT_EQ(3u, v.GetBase64Binary().GetLength());
     const CDateTime dt(2005, 1, 2, 3, 4, 5);
     v.SetDateTime(dt);
     EXPECT_TRUE(dt == v.GetDateTime());
-    v.SetDate(CDateTime(2005, 1, 2));
-    EXPECT_EQ("2005-01-02", v.GetDate().ToString());
-    CDateTime t(CDateTime::dt_time);
-    t.SetTime(1, 2, 3);
-    v.SetTime(t);
-    EXPECT_EQ("01:02:03", v.GetTime().ToString());
-    CDateTime ym;
-    ym.SetGYearMonth(2005, 6);
-    v.SetYearMonth(ym);
-    EXPECT_EQ("2005-06", v.GetYearMonth().ToString());
-    CDateTime md;
-    md.SetGMonthDay(6, 7);
-    v.SetMonthDay(md);
-    EXPECT_EQ("--06-07", v.GetMonthDay().ToString());
     v.SetDecimal(CDecimal("1.5"));
     EXPECT_EQ("1.5", v.GetDecimal().ToString());
-    v.SetInteger(CBigInteger("-7"));
-    EXPECT_EQ("-7", v.GetInteger().ToString());
 }
 
 TEST(Variant, EmptyNilAndInvalidStates)
@@ -221,11 +178,6 @@ TEST(Variant, EmptyNilAndInvalidStates)
     w.SetInvalid();
     EXPECT_FALSE(w.IsNil());
     EXPECT_FALSE(w.IsValid());
-
-    w.SetDecimal(CDecimal("2"));
-    w.SetInvalid();
-    EXPECT_FALSE(w.IsValid());
-    EXPECT_EQ(nullptr, w.m_pDecimal);
 }
 
 TEST(Variant, CopiesOwnTheirObjectsAndShareCountedOnes)
@@ -255,9 +207,11 @@ TEST(Variant, CopiesOwnTheirObjectsAndShareCountedOnes)
         CSmartPtr<CXmlObjectBase> sp = v.GetXmlObject();
         EXPECT_EQ(pObject, sp.p);
         EXPECT_EQ(4, pObject->GetRefCount());
-        KrVariant moved(std::move(copy));
+        KrVariant moved(std::move(copy));  // takes the reference over
         EXPECT_EQ(4, pObject->GetRefCount());
         EXPECT_FALSE(copy.IsValid());
+        assigned = std::move(moved);
+        EXPECT_EQ(3, pObject->GetRefCount());
         EXPECT_KR_THROW(v.GetType(), CKrException, "Invalid Type 27");
         EXPECT_KR_THROW(v.ToString(nullptr), CKrException, "Invalid Type 27 to convert to string");
     }
@@ -283,21 +237,6 @@ TEST(Variant, CopiesOwnTheirObjectsAndShareCountedOnes)
     EXPECT_EQ(nullptr, empty.GetXmlObject().p);
     KrVariant emptyCopy(empty);
     EXPECT_EQ(nullptr, emptyCopy.GetXmlObject().p);
-}
-
-TEST(Variant, MoveLeavesTheSourceEmpty)
-{
-    KrVariant a;
-    a.SetString("moved");
-    std::string* p = a.m_pString;
-    KrVariant b(std::move(a));
-    EXPECT_EQ(p, b.m_pString);
-    EXPECT_FALSE(a.IsValid());
-    KrVariant c;
-    c.SetDecimal(CDecimal("3"));
-    c = std::move(b);
-    EXPECT_EQ("moved", c.GetString());
-    EXPECT_FALSE(b.IsValid());
 }
 
 TEST(Variant, UnknownKindsAreRefused)
@@ -351,27 +290,13 @@ TEST(Variant, OverrideReachesOnlyFloatsAndDecimals)
     v.SetR8(3.14159);
     EXPECT_EQ("3.14", v.ToString("%.2f"));
     EXPECT_EQ("3.14159", v.ToString(nullptr));
-    v.SetR4(0.5f);
-    EXPECT_EQ("5.0e-01", v.ToString("%.1e"));
     v.SetDecimal(CDecimal("2.345"));
     EXPECT_EQ("2.35", v.ToString("2"));
     v.SetI4(42);
     EXPECT_EQ("42", v.ToString("%.2f"));
-    v.SetMonth(5);
-    EXPECT_EQ("--05", v.ToString("3"));
     v.SetR8(1.0);
     EXPECT_KR_THROW(v.ToString("%s"), CKrInvalidParamException,
                     "The format override [%s] is not a printf format for one r8 value");
-}
-
-TEST(Variant, FloatSpecialsSurviveTheVariant)
-{
-    KrVariant v;
-    v.FromString("NaN", ItemType_r4, kCollapse);
-    EXPECT_TRUE(std::isnan(v.GetR4()));
-    EXPECT_EQ("NaN", v.ToString(nullptr));
-    v.FromString("-INF", ItemType_r8, kCollapse);
-    EXPECT_EQ("-INF", v.ToString("%.3f"));
 }
 
 // A getter of the wrong kind is a caller's fault: debug builds stop on the assertion, release
@@ -383,9 +308,6 @@ TEST(Variant, WrongGetterRaisesInRelease)
     v.SetString("s");
     EXPECT_KR_THROW(v.GetI4(), CKrInvalidStateException,
                     "Failed to GetI4. Precondition [m_type == ItemType_i4] does not hold: the variant holds string.");
-    EXPECT_KR_THROW(v.GetDecimal(), CKrInvalidStateException,
-                    "Failed to GetDecimal. Precondition [m_type == ItemType_decimal && m_pDecimal != 0] does not "
-                    "hold: the variant holds string.");
     v.SetNil();
     EXPECT_KR_THROW(v.GetString(), CKrInvalidStateException,
                     "Failed to GetString. Precondition [m_type == ItemType_string && m_pString != 0] does not hold: "
@@ -395,9 +317,6 @@ TEST(Variant, WrongGetterRaisesInRelease)
     EXPECT_KR_THROW(v.GetI8(), CKrInvalidStateException,
                     "Failed to GetI8. Precondition [!m_bNil] does not hold: the variant holds nil i8.");
     KrVariant empty;
-    EXPECT_KR_THROW(empty.GetXmlObject(), CKrInvalidStateException,
-                    "Failed to GetXmlObject. Precondition [m_type == ItemType_XmlObjectBase || m_type == "
-                    "ItemType_XmlCollection] does not hold: the variant holds kind 0.");
     empty.SetXmlObject(nullptr);
     EXPECT_KR_THROW(empty.GetXmlCollection(), CKrInvalidStateException,
                     "Failed to GetXmlCollection. Precondition [m_type == ItemType_XmlCollection && m_pXmlCol != 0] "
