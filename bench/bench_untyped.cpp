@@ -111,22 +111,30 @@ int main(int argc, char** argv)
     std::string strXml = ReadWholeFile(strPath);
     double dMB = strXml.size() / 1e6;
     std::printf("document: %s, %.2f MB; read from memory and written to memory as UTF-8\n\n", strPath.c_str(), dMB);
-    std::printf("%-34s %10s %12s %14s\n", "round trip", "MB/s", "vs krxml", "peak MB per MB");
+    std::printf("%-38s %10s %12s %14s\n", "round trip (best of the runs)", "MB/s", "vs CElement", "peak MB per MB");
 
     char szSelf[4096] = {};
     ssize_t nSelf = readlink("/proc/self/exe", szSelf, sizeof(szSelf) - 1);
-    double tKr = 0;
-    for (const char* lpWho : {"krxml", "libxml2", "pugixml"})
+    // The three take turns, so that each meets the heap as the others leave it, and each
+    // keeps its best time.
+    const char* const kWho[] = {"krxml", "libxml2", "pugixml"};
+    double best[3] = {1e300, 1e300, 1e300};
+    for (int iRun = 0; iRun < nRuns; ++iRun)
+        for (int i = 0; i < 3; ++i)
+            if (RoundTrip fn = Pick(kWho[i]))
+            {
+                double t = BestSeconds(1, [&] { fn(strXml); });
+                if (t < best[i])
+                    best[i] = t;
+            }
+    for (int i = 0; i < 3; ++i)
     {
-        RoundTrip fn = Pick(lpWho);
-        if (!fn)
+        const char* lpWho = kWho[i];
+        if (!Pick(lpWho))
         {
-            std::printf("%-34s %10s\n", lpWho, "(not built)");
+            std::printf("%-38s %10s\n", lpWho, "(not built)");
             continue;
         }
-        double t = BestSeconds(nRuns, [&] { fn(strXml); });
-        if (tKr == 0)
-            tKr = t;
         std::string strMemory = "?";
         if (nSelf > 0)
         {
@@ -139,10 +147,11 @@ int main(int argc, char** argv)
                 pclose(p);
             }
         }
-        const char* lpLabel = std::strcmp(lpWho, "krxml") == 0 ? "CElement (FromXmlStream+ToXmlStream)"
-                              : std::strcmp(lpWho, "libxml2") == 0 ? "libxml2 (xmlReadMemory+dump)"
-                                                                   : "pugixml (parse+save)";
-        std::printf("%-34s %10.1f %11.2fx %14s\n", lpLabel, dMB / t, tKr / t, strMemory.c_str());
+        const char* lpLabel = i == 0 ? "CElement (FromXmlStream+ToXmlStream)"
+                              : i == 1 ? "libxml2 (xmlReadMemory+dump)"
+                                       : "pugixml (parse+save)";
+        std::printf("%-38s %10.1f %11.2fx %14s\n", lpLabel, dMB / best[i], best[0] / best[i], strMemory.c_str());
     }
+    std::printf("\nbar: CElement round trip at least as fast as libxml2: %s\n", best[0] <= best[1] ? "met" : "NOT MET");
     return 0;
 }
