@@ -295,6 +295,7 @@ CXmlElement* CElement::FromXml_Int(CXmlElement*, CXmlElement* pCursor, const CSe
         t_pPendingReads->emplace_back(CSmartPtr<CElement>(this), pCursor);
         return pCursor->GetNextSiblingElement();
     }
+    CObjectArena::CBuildScope arena;
     std::vector<std::pair<CSmartPtr<CElement>, const CXmlElement*>> pending;
     struct Scope
     {
@@ -465,6 +466,7 @@ private:
 template <typename LoadFn>
 void CElement::BuildFrom(const CSerializationContext& ctx, LoadFn load)
 {
+    CObjectArena::CBuildScope arena;
     CXmlDocument doc(ctx);
     CElementBuilder builder(*this);
     doc.SetContentSink(&builder);
