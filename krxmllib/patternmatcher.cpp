@@ -19,12 +19,13 @@ namespace {
 // Stands for an escaped backslash while the escapes are replaced. 0xFF never occurs in
 // UTF-8, and the pattern has been checked to be UTF-8, so no byte of the pattern itself can
 // be taken for it.
-const char kEscapedBackslash = '\xFF';
+const char kEscapedBackslash[] = "\xFF";
 
 // Replaces every occurrence in one pass from left to right, so that a long pattern stays
-// linear. For the pairs below this is what a search restarting at the beginning gives: each
-// search text starts with a backslash and each replacement starts with '(' or '[' and ends
-// with ')' or ']', so no replacement, alone or beside its neighbours, forms a new match.
+// linear. For the pairs below this is what a search restarting at the beginning gives: the
+// escapes start with a backslash and their replacements start with '(' or '[' and end with
+// ')' or ']', and the stand-in byte is a single byte found in neither, so no replacement,
+// alone or beside its neighbours, forms a new match.
 void ReplaceEach(std::string& text, const char* lpFrom, const char* lpTo)
 {
     size_t nFrom = std::strlen(lpFrom);
@@ -99,7 +100,7 @@ std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
     else
     {
         std::string strBody(patternUtf8);
-        ReplaceEach(strBody, "\\\\", std::string(1, kEscapedBackslash).c_str());
+        ReplaceEach(strBody, "\\\\", kEscapedBackslash);
         ReplaceEach(strBody, "\\i", "([^\\W\\d]|:)");
         ReplaceEach(strBody, "\\I", "([\\W\\d])");
         ReplaceEach(strBody, "\\c", "(\\w|\\.|-|:)");
@@ -108,7 +109,7 @@ std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
         ReplaceEach(strBody, "\\p{IsLatin-1Supplement}", "[\\200-\\377]");
         ReplaceEach(strBody, "\\p{IsLatinExtended-A}", "[\\x{100}-\\x{17F}]");
         ReplaceEach(strBody, "\\p{IsLatinExtended-B}", "[\\x{180}-\\x{24F}]");
-        ReplaceAll(strBody, std::string(1, kEscapedBackslash), "\\\\");
+        ReplaceEach(strBody, kEscapedBackslash, "\\\\");
         strPattern += strBody;
     }
     // The brackets keep both anchors on every branch of a top-level alternation.
@@ -156,23 +157,30 @@ bool CPatternMatcher::Matches(const char* lpValue, size_t nLen) const
     const char* pSubject = lpValue ? lpValue : "";
     // Under ASCIIOnly local text is the parser's UTF-8 passed through unconverted.
     const unsigned int uCodePage = g_bASCIIOnly ? 65001u : g_uLocalCodePage;
-    size_t nValid = Platform::ValidLocalPrefix(uCodePage, pSubject, nLen);
-    if (nValid != nLen)
-        throw CKrInvalidValueException("The value is not valid text in the local character encoding (" +
-                                       DescribeInvalidByte(pSubject, nValid) + ")");
-    CBinaryData utf8;
-    if (!Platform::IsUtf8CodePage(uCodePage))
+    const bool bUtf8 = Platform::IsUtf8CodePage(uCodePage);
+    // In another code page ASCII text is its own UTF-8 form: no check, no conversion.
+    bool bConvert = false;
+    if (!bUtf8)
     {
-        CUtf8IdentityCheck identity;
-        identity.Feed(pSubject, nLen);
-        if (!identity.IsIdentity())
-        {
-            utf8 = LocalToUtf8(pSubject, nLen);
-            pSubject = reinterpret_cast<const char*>(utf8.GetData());
-            nLen = utf8.GetLength();
-            if (!pSubject)
-                pSubject = "";
-        }
+        CUtf8IdentityCheck ascii;
+        ascii.Feed(pSubject, nLen);
+        bConvert = !ascii.IsIdentity();
+    }
+    if (bUtf8 || bConvert)
+    {
+        size_t nValid = Platform::ValidLocalPrefix(uCodePage, pSubject, nLen);
+        if (nValid != nLen)
+            throw CKrInvalidValueException("The value is not valid text in the local character encoding (" +
+                                           DescribeInvalidByte(pSubject, nValid) + ")");
+    }
+    CBinaryData utf8;
+    if (bConvert)
+    {
+        utf8 = LocalToUtf8(pSubject, nLen);
+        pSubject = reinterpret_cast<const char*>(utf8.GetData());
+        nLen = utf8.GetLength();
+        if (!pSubject)
+            pSubject = "";
     }
 
     std::unique_ptr<pcre2_match_data, MatchDataDeleter> pMatch(pcre2_match_data_create(m_dwCaptureCount + 1, nullptr));
