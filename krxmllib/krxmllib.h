@@ -17,6 +17,7 @@
 #include "krexception.h"
 #include "kriterator.h"
 #include "memoryleakhelp.h"
+#include "patternmatcher.h"
 #include "serializationcontext.h"
 #include "smartptr.h"
 #include "stringbuffer.h"

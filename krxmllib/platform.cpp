@@ -567,6 +567,64 @@ size_t LocalToWide(unsigned int uCodePage, const char* lpText, size_t nLen, uint
     return out.count / 2;
 }
 
+size_t ValidLocalPrefix(unsigned int uCodePage, const char* lpText, size_t nLen)
+{
+    if (IsUtf8CodePage(uCodePage))
+    {
+        const unsigned char* s = reinterpret_cast<const unsigned char*>(lpText);
+        size_t i = 0;
+        while (i < nLen)
+        {
+            // ASCII runs, the common case, eight bytes at a time.
+            while (nLen - i >= 8)
+            {
+                uint64_t w;
+                std::memcpy(&w, s + i, 8);
+                if (w & 0x8080808080808080ull)
+                    break;
+                i += 8;
+            }
+            if (i == nLen)
+                break;
+            unsigned char c = s[i];
+            if (c < 0x80)
+            {
+                ++i;
+                continue;
+            }
+            size_t len = Utf8SequenceLength(c);
+            if (len == 1 || nLen - i < len)
+                return i;
+            // The second byte's range excludes overlong forms, surrogates and values above
+            // U+10FFFF; the others are plain continuation bytes.
+            unsigned char cLow = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+            unsigned char cHigh = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+            if (s[i + 1] < cLow || s[i + 1] > cHigh)
+                return i;
+            for (size_t k = 2; k < len; ++k)
+                if ((s[i + k] & 0xC0) != 0x80)
+                    return i;
+            i += len;
+        }
+        return nLen;
+    }
+    iconv_t cd = t_iconv.Get(uCodePage, true);
+    if (cd == reinterpret_cast<iconv_t>(-1))
+        return nLen;
+    char buf[4096];
+    char* pInPtr = const_cast<char*>(lpText);
+    size_t nIn = nLen;
+    while (nIn > 0)
+    {
+        char* pOutPtr = buf;
+        size_t nOutLeft = sizeof(buf);
+        size_t r = iconv(cd, &pInPtr, &nIn, &pOutPtr, &nOutLeft);
+        if (r == static_cast<size_t>(-1) && errno != E2BIG)
+            return nLen - nIn;  // EILSEQ, or EINVAL for a sequence cut short at the end
+    }
+    return nLen;
+}
+
 size_t WideToLocal(unsigned int uCodePage, const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap)
 {
     if (IsUtf8CodePage(uCodePage))

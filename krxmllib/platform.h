@@ -104,6 +104,10 @@ size_t Utf8ToWide(const char* lpText, size_t nLen, uint16_t* pOut, size_t nOutCa
 // UTF-16 to UTF-8 (size query as above); a surrogate pair becomes one four-byte sequence,
 // an unpaired surrogate becomes U+FFFD.
 size_t WideToUtf8(const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap);
+// The length of the longest start of the text that is valid in the code page, so nLen when
+// all of it is. A character cut short at the end is invalid; for UTF-8 so are overlong forms,
+// surrogates and values beyond U+10FFFF. An unknown code page is read as Latin-1: all valid.
+size_t ValidLocalPrefix(unsigned int uCodePage, const char* lpText, size_t nLen);
 
 // ---- time ----------------------------------------------------------------------------------
 
