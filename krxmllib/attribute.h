@@ -8,6 +8,7 @@
 
 #include "kriterator.h"
 #include "memoryleakhelp.h"
+#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
@@ -21,6 +22,8 @@ class CAttribute : public CXmlObjectBase, public CInstanceMonitor
     friend class CElementBuilder;
 
 public:
+    KR_ARENA_ALLOCATION
+
     std::string GetName() const { return m_strName; }
     void SetName(const char* lpName) { m_strName = lpName ? lpName : ""; }
     std::string GetValue() const { return m_strValue; }
@@ -55,6 +58,8 @@ class CAttributeCol : public CXmlCollection, public CInstanceMonitor
     friend class CElementBuilder;
 
 public:
+    KR_ARENA_ALLOCATION
+
     // Without a namespace, the first URI of the restriction list becomes the namespace of
     // attributes added without one.
     CAttributeCol(const char* lpNamespace, const char* lpRestrictions, const char* lpTargetNamespace);

@@ -295,6 +295,7 @@ CXmlElement* CElement::FromXml_Int(CXmlElement*, CXmlElement* pCursor, const CSe
         t_pPendingReads->emplace_back(CSmartPtr<CElement>(this), pCursor);
         return pCursor->GetNextSiblingElement();
     }
+    CObjectArena::CBuildScope arena;
     std::vector<std::pair<CSmartPtr<CElement>, const CXmlElement*>> pending;
     struct Scope
     {
@@ -385,18 +386,18 @@ public:
             return;
         }
         CElementCol* pCol = m_stack.back()->Children();
-        CSmartPtr<CElement> sp(new CElement(pName, nName, pNamespace, nNamespace, pCol->m_strTargetNamespace));
-        pCol->AppendItem(sp);
-        m_stack.push_back(sp);
+        CElement* pElement = new CElement(pName, nName, pNamespace, nNamespace, pCol->m_strTargetNamespace);
+        Append(pCol, pElement);
+        m_stack.push_back(pElement);
     }
 
     void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
                      size_t nNamespace) override
     {
         // An element's own attribute list takes any namespace.
-        CSmartPtr<CAttribute> sp(new CAttribute(std::string(pName, nName), std::string(pValue, nValue),
-                                                std::string(pNamespace, nNamespace)));
-        m_stack.back()->Attributes()->AppendItem(sp);
+        CAttribute* pAttribute = new CAttribute(std::string(pName, nName), std::string(pValue, nValue),
+                                                std::string(pNamespace, nNamespace));
+        Append(m_stack.back()->Attributes(), pAttribute);
     }
 
     void OnText(const char* pText, uint32_t dwLen) override
@@ -409,6 +410,26 @@ public:
     bool RootSeen() const { return m_bRootSeen; }
 
 private:
+    // The list's node takes the first and only reference; an object the list refused (a
+    // listener failed, or memory ran out) is freed here.
+    template <class TCol>
+    static void Append(TCol* pCol, CXmlObjectBase* pItem)
+    {
+        try
+        {
+            pCol->AppendItem(pItem);
+        }
+        catch (...)
+        {
+            if (pItem->GetRefCount() == 0)
+            {
+                pItem->AddRef();
+                pItem->Release();
+            }
+            throw;
+        }
+    }
+
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
         if (!CXmlObjectBase::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
@@ -445,6 +466,7 @@ private:
 template <typename LoadFn>
 void CElement::BuildFrom(const CSerializationContext& ctx, LoadFn load)
 {
+    CObjectArena::CBuildScope arena;
     CXmlDocument doc(ctx);
     CElementBuilder builder(*this);
     doc.SetContentSink(&builder);

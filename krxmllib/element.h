@@ -9,6 +9,7 @@
 #include "attribute.h"
 #include "kriterator.h"
 #include "memoryleakhelp.h"
+#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
@@ -23,6 +24,8 @@ class CElement : public CXmlObjectBase, public CInstanceMonitor
     friend class CElementBuilder;
 
 public:
+    KR_ARENA_ALLOCATION
+
     // Permits any namespace; the element has none.
     explicit CElement(const char* lpName);
     // The namespace is also the only one permitted; a keyword (##any, ...) is refused.
@@ -112,6 +115,8 @@ class CElementCol : public CXmlCollection, public CInstanceMonitor
     friend class CElementBuilder;
 
 public:
+    KR_ARENA_ALLOCATION
+
     CElementCol(const char* lpNamespace, const char* lpRestrictions, const char* lpTargetNamespace, int iMinOccurs,
                 int iMaxOccurs);
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "patternmatcher.h"
 #include "platform.h"
 
 namespace KrXmlLib16 {
@@ -180,6 +181,12 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
         text.replace(pos, from.size(), to);
         pos = text.find(from, bRestart ? 0 : pos + to.size());
     }
+}
+
+bool MatchesPattern(const std::string& patternUtf8, const std::string& value)
+{
+    CPatternMatcher matcher(patternUtf8);
+    return matcher.Matches(value);
 }
 
 } // namespace KrXmlLib16

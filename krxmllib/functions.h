@@ -56,6 +56,15 @@ std::string FormatFraction(unsigned short milli, unsigned short micro, unsigned 
 // Replaces every occurrence; the search restarts at the beginning after each replacement.
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
 
+// ---- pattern facet ----
+
+// True when the whole of value, text in the local character encoding, matches the XSD pattern
+// given in UTF-8. The pattern is compiled anew for each call; CPatternMatcher (patternmatcher.h)
+// compiles once for many values. Raises CKrException with "Invalid Regular Expression: ..." if
+// the pattern does not compile or is not UTF-8, and CKrInvalidValueException if value holds
+// bytes that are not valid in the local encoding.
+bool MatchesPattern(const std::string& patternUtf8, const std::string& value);
+
 } // namespace KrXmlLib16
 
 #endif

@@ -19,6 +19,7 @@
 #include "kriterator.h"
 #include "krvariant.h"
 #include "memoryleakhelp.h"
+#include "patternmatcher.h"
 #include "serializationcontext.h"
 #include "smartptr.h"
 #include "stringbuffer.h"

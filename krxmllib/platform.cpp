@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
+#include <thread>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -149,28 +151,53 @@ void CloseFile(FileHandle& hFile)
 
 // ---- background file I/O -------------------------------------------------------------------
 
-BackgroundFileIo::BackgroundFileIo() = default;
+struct BackgroundFileIo::State
+{
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::thread m_thread;
+    bool m_bBusy = false;     // an operation was started and not yet waited for
+    bool m_bPending = false;  // the worker has not yet taken the operation
+    bool m_bDone = false;
+    bool m_bQuit = false;
+    bool m_bWrite = false;
+    FileHandle m_hFile = kInvalidFile;
+    void* m_pBuffer = nullptr;
+    size_t m_nLen = 0;
+    uint64_t m_qwOffset = 0;
+    TaskFunction m_pfnTask = nullptr;
+    void* m_pTaskArg = nullptr;
+    uint32_t m_dwError = 0;
+    uint64_t m_qwTransferred = 0;
+};
+
+BackgroundFileIo::BackgroundFileIo() : m_p(new State) {}
+
+bool BackgroundFileIo::IsBusy() const
+{
+    return m_p->m_bBusy;
+}
 
 BackgroundFileIo::~BackgroundFileIo()
 {
-    if (m_thread.joinable())
+    if (m_p->m_thread.joinable())
     {
         {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_bQuit = true;
+            std::lock_guard<std::mutex> lock(m_p->m_mutex);
+            m_p->m_bQuit = true;
         }
-        m_cv.notify_all();
-        m_thread.join();
+        m_p->m_cv.notify_all();
+        m_p->m_thread.join();
     }
 }
 
 uint32_t BackgroundFileIo::Prepare()
 {
-    if (m_thread.joinable())
+    if (m_p->m_thread.joinable())
         return 0;
     try
     {
-        m_thread = std::thread(&BackgroundFileIo::Run, this);
+        m_p->m_thread = std::thread(&BackgroundFileIo::Run, this);
     }
     catch (const std::system_error& e)
     {
@@ -190,21 +217,21 @@ void BackgroundFileIo::Start(bool bWrite, FileHandle hFile, void* pBuffer, size_
     Wait(qwIgnored);  // one operation at a time
     uint32_t dwStartError = Prepare();
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_bWrite = bWrite;
-        m_hFile = hFile;
-        m_pBuffer = pBuffer;
-        m_nLen = nLen;
-        m_qwOffset = qwOffset;
-        m_pfnTask = pfnTask;
-        m_pTaskArg = pTaskArg;
-        m_dwError = dwStartError;
-        m_qwTransferred = 0;
-        m_bDone = dwStartError != 0;  // without a worker the operation ends at once, failed
-        m_bPending = dwStartError == 0;
-        m_bBusy = true;
+        std::lock_guard<std::mutex> lock(m_p->m_mutex);
+        m_p->m_bWrite = bWrite;
+        m_p->m_hFile = hFile;
+        m_p->m_pBuffer = pBuffer;
+        m_p->m_nLen = nLen;
+        m_p->m_qwOffset = qwOffset;
+        m_p->m_pfnTask = pfnTask;
+        m_p->m_pTaskArg = pTaskArg;
+        m_p->m_dwError = dwStartError;
+        m_p->m_qwTransferred = 0;
+        m_p->m_bDone = dwStartError != 0;  // without a worker the operation ends at once, failed
+        m_p->m_bPending = dwStartError == 0;
+        m_p->m_bBusy = true;
     }
-    m_cv.notify_all();
+    m_p->m_cv.notify_all();
 }
 
 void BackgroundFileIo::StartWrite(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset)
@@ -225,31 +252,31 @@ void BackgroundFileIo::StartTask(TaskFunction pfnTask, void* pArg)
 uint32_t BackgroundFileIo::Wait(uint64_t& qwTransferred)
 {
     qwTransferred = 0;
-    if (!m_bBusy)
+    if (!m_p->m_bBusy)
         return 0;
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_cv.wait(lock, [this] { return m_bDone; });
-    m_bBusy = false;
-    qwTransferred = m_qwTransferred;
-    return m_dwError;
+    std::unique_lock<std::mutex> lock(m_p->m_mutex);
+    m_p->m_cv.wait(lock, [this] { return m_p->m_bDone; });
+    m_p->m_bBusy = false;
+    qwTransferred = m_p->m_qwTransferred;
+    return m_p->m_dwError;
 }
 
 void BackgroundFileIo::Run()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    std::unique_lock<std::mutex> lock(m_p->m_mutex);
     for (;;)
     {
-        m_cv.wait(lock, [this] { return m_bPending || m_bQuit; });
-        if (m_bPending)
+        m_p->m_cv.wait(lock, [this] { return m_p->m_bPending || m_p->m_bQuit; });
+        if (m_p->m_bPending)
         {
-            m_bPending = false;
-            bool bWrite = m_bWrite;
-            FileHandle hFile = m_hFile;
-            void* pBuffer = m_pBuffer;
-            size_t nLen = m_nLen;
-            uint64_t qwOffset = m_qwOffset;
-            TaskFunction pfnTask = m_pfnTask;
-            void* pTaskArg = m_pTaskArg;
+            m_p->m_bPending = false;
+            bool bWrite = m_p->m_bWrite;
+            FileHandle hFile = m_p->m_hFile;
+            void* pBuffer = m_p->m_pBuffer;
+            size_t nLen = m_p->m_nLen;
+            uint64_t qwOffset = m_p->m_qwOffset;
+            TaskFunction pfnTask = m_p->m_pfnTask;
+            void* pTaskArg = m_p->m_pTaskArg;
             lock.unlock();
             uint32_t dwError;
             uint64_t qwDone = 0;
@@ -267,12 +294,12 @@ void BackgroundFileIo::Run()
                 qwDone = dwRead;
             }
             lock.lock();
-            m_dwError = dwError;
-            m_qwTransferred = qwDone;
-            m_bDone = true;
-            m_cv.notify_all();
+            m_p->m_dwError = dwError;
+            m_p->m_qwTransferred = qwDone;
+            m_p->m_bDone = true;
+            m_p->m_cv.notify_all();
         }
-        if (m_bQuit && !m_bPending)
+        if (m_p->m_bQuit && !m_p->m_bPending)
             return;
     }
 }
@@ -539,6 +566,64 @@ size_t LocalToWide(unsigned int uCodePage, const char* lpText, size_t nLen, uint
     static const char kReplacement[2] = {'\xFD', '\xFF'};
     RunIconv(cd, lpText, nLen, out, kReplacement, 2, [](const char*, size_t) { return size_t(1); });
     return out.count / 2;
+}
+
+size_t ValidLocalPrefix(unsigned int uCodePage, const char* lpText, size_t nLen)
+{
+    if (IsUtf8CodePage(uCodePage))
+    {
+        const unsigned char* s = reinterpret_cast<const unsigned char*>(lpText);
+        size_t i = 0;
+        while (i < nLen)
+        {
+            // ASCII runs, the common case, eight bytes at a time.
+            while (nLen - i >= 8)
+            {
+                uint64_t w;
+                std::memcpy(&w, s + i, 8);
+                if (w & 0x8080808080808080ull)
+                    break;
+                i += 8;
+            }
+            if (i == nLen)
+                break;
+            unsigned char c = s[i];
+            if (c < 0x80)
+            {
+                ++i;
+                continue;
+            }
+            size_t len = Utf8SequenceLength(c);
+            if (len == 1 || nLen - i < len)
+                return i;
+            // The second byte's range excludes overlong forms, surrogates and values above
+            // U+10FFFF; the others are plain continuation bytes.
+            unsigned char cLow = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+            unsigned char cHigh = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+            if (s[i + 1] < cLow || s[i + 1] > cHigh)
+                return i;
+            for (size_t k = 2; k < len; ++k)
+                if ((s[i + k] & 0xC0) != 0x80)
+                    return i;
+            i += len;
+        }
+        return nLen;
+    }
+    iconv_t cd = t_iconv.Get(uCodePage, true);
+    if (cd == reinterpret_cast<iconv_t>(-1))
+        return nLen;
+    char buf[4096];
+    char* pInPtr = const_cast<char*>(lpText);
+    size_t nIn = nLen;
+    while (nIn > 0)
+    {
+        char* pOutPtr = buf;
+        size_t nOutLeft = sizeof(buf);
+        size_t r = iconv(cd, &pInPtr, &nIn, &pOutPtr, &nOutLeft);
+        if (r == static_cast<size_t>(-1) && errno != E2BIG)
+            return nLen - nIn;  // EILSEQ, or EINVAL for a sequence cut short at the end
+    }
+    return nLen;
 }
 
 size_t WideToLocal(unsigned int uCodePage, const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap)

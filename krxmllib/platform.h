@@ -5,12 +5,11 @@
 #define KRXMLLIB_PLATFORM_H
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 
 namespace KrXmlLib16 {
 namespace Platform {
@@ -72,32 +71,18 @@ public:
     // task must not throw.
     typedef uint32_t (*TaskFunction)(void* pArg, uint64_t& qwTransferred);
     void StartTask(TaskFunction pfnTask, void* pArg);
-    bool IsBusy() const { return m_bBusy; }
+    bool IsBusy() const;
     // Waits for the operation started last; returns its error code (0 on success) and the
     // number of bytes moved. Without an operation in flight it returns 0 at once.
     uint32_t Wait(uint64_t& qwTransferred);
 
 private:
+    struct State;
     void Run();
     void Start(bool bWrite, FileHandle hFile, void* pBuffer, size_t nLen, uint64_t qwOffset, TaskFunction pfnTask,
                void* pTaskArg);
 
-    std::mutex m_mutex;
-    std::condition_variable m_cv;
-    std::thread m_thread;
-    bool m_bBusy = false;      // an operation was started and not yet waited for
-    bool m_bPending = false;   // the worker has not yet taken the operation
-    bool m_bDone = false;
-    bool m_bQuit = false;
-    bool m_bWrite = false;
-    FileHandle m_hFile = kInvalidFile;
-    void* m_pBuffer = nullptr;
-    size_t m_nLen = 0;
-    uint64_t m_qwOffset = 0;
-    TaskFunction m_pfnTask = nullptr;
-    void* m_pTaskArg = nullptr;
-    uint32_t m_dwError = 0;
-    uint64_t m_qwTransferred = 0;
+    std::unique_ptr<State> m_p;  // the worker and its hand-over, out of the header
 };
 
 // ---- code pages ----------------------------------------------------------------------------
@@ -119,6 +104,10 @@ size_t Utf8ToWide(const char* lpText, size_t nLen, uint16_t* pOut, size_t nOutCa
 // UTF-16 to UTF-8 (size query as above); a surrogate pair becomes one four-byte sequence,
 // an unpaired surrogate becomes U+FFFD.
 size_t WideToUtf8(const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap);
+// The length of the longest start of the text that is valid in the code page, so nLen when
+// all of it is. A character cut short at the end is invalid; for UTF-8 so are overlong forms,
+// surrogates and values beyond U+10FFFF. An unknown code page is read as Latin-1: all valid.
+size_t ValidLocalPrefix(unsigned int uCodePage, const char* lpText, size_t nLen);
 
 // ---- time ----------------------------------------------------------------------------------
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlobjectbase.h"
 
@@ -58,6 +59,7 @@ class CXmlCollection : public CXmlCollectionBase
 public:
     struct CNode
     {
+        KR_ARENA_ALLOCATION
         CSmartPtr<CXmlObjectBase> m_spItem;
         CNode* m_pNext;
         CNode* m_pPrev;

@@ -193,6 +193,21 @@ TEST(XmlDocument, CallbackConsumesElements)
     EXPECT_EQ(nullptr, all.GetDocumentElement());  // the root was consumed too
 }
 
+bool RefuseSecond(CXmlElement* p)
+{
+    if (p->GetLocalName() == "b")
+        throw CKrValidationException("refused", p->GetXPath());
+    return false;
+}
+
+TEST(XmlDocument, CallbackFailureReachesTheCallerAndTheDocumentStaysUsable)
+{
+    CXmlDocument doc(&RefuseSecond);
+    EXPECT_KR_THROW(doc.LoadXml("<r><a/><b/><c/></r>"), CKrValidationException, "refused\nPath: /r/b");
+    doc.LoadXml("<r><a/></r>");
+    EXPECT_EQ("a", doc.GetDocumentElement()->GetFirstElement()->GetLocalName());
+}
+
 // ---- bad input ----
 
 TEST(XmlDocument, EmptyInput)

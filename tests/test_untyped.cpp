@@ -1,5 +1,8 @@
 #include "testsupport.h"
 
+#include <thread>
+#include <vector>
+
 #include "krxmllib.h"
 #include "orderobject.h"
 
@@ -270,6 +273,34 @@ TEST(Element, SetNamespaceRestrictionsTestsTheSubtree)
                   e.GetInnerException()->GetMessage());
     }
     EXPECT_EQ("##any", spE->GetNamespaceRestrictions());  // nothing is stored
+}
+
+TEST(Element, PartsOutliveTheTreeTheyWereReadWith)
+{
+    CSmartPtr<CElement> spKept;
+    CSmartPtr<CAttribute> spAttr;
+    {
+        CSmartPtr<CElement> spE(new CElement("x"));
+        spE->FromXml(kMixed);
+        spKept = spE->GetChildElements()->Item(1);
+        spAttr = spE->GetAttributes()->Item(1);
+    }
+    EXPECT_EQ("b", spKept->GetName());
+    EXPECT_EQ("deep <text>", spKept->GetChildElements()->Item(0)->GetText());
+    EXPECT_EQ("x & y", spAttr->GetValue());
+    // Trees read on one thread may die on another.
+    std::vector<CSmartPtr<CElement>> trees;
+    for (int i = 0; i < 4; ++i)
+    {
+        trees.push_back(CSmartPtr<CElement>(new CElement("x")));
+        trees.back()->FromXml(kMixed);
+    }
+    std::thread t([&trees] {
+        for (auto& sp : trees)
+            sp = nullptr;
+    });
+    t.join();
+    EXPECT_EQ("b", spKept->GetName());
 }
 
 // ---- depth ----

@@ -1,0 +1,211 @@
+#include "patternmatcher.h"
+
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "encoder.h"
+#include "functions.h"
+#include "krexception.h"
+#include "platform.h"
+
+namespace KrXmlLib16 {
+
+namespace {
+
+// Stands for an escaped backslash while the escapes are replaced. 0xFF never occurs in
+// UTF-8, and the pattern has been checked to be UTF-8, so no byte of the pattern itself can
+// be taken for it.
+const char kEscapedBackslash[] = "\xFF";
+
+// Replaces every occurrence in one pass from left to right, so that a long pattern stays
+// linear. For the pairs below this is what a search restarting at the beginning gives: the
+// escapes start with a backslash and their replacements start with '(' or '[' and end with
+// ')' or ']', and the stand-in byte is a single byte found in neither, so no replacement,
+// alone or beside its neighbours, forms a new match.
+void ReplaceEach(std::string& text, const char* lpFrom, const char* lpTo)
+{
+    size_t nFrom = std::strlen(lpFrom);
+    size_t pos = text.find(lpFrom, 0, nFrom);
+    if (pos == std::string::npos)
+        return;
+    std::string strOut;
+    strOut.reserve(text.size() + 16);
+    size_t start = 0;
+    while (pos != std::string::npos)
+    {
+        strOut.append(text, start, pos - start);
+        strOut += lpTo;
+        start = pos + nFrom;
+        pos = text.find(lpFrom, start, nFrom);
+    }
+    strOut.append(text, start, std::string::npos);
+    text.swap(strOut);
+}
+
+std::string DescribeInvalidByte(const char* lpText, size_t nOffset)
+{
+    return FormatString("byte 0x%02X at offset %llu", static_cast<unsigned char>(lpText[nOffset]),
+                        static_cast<unsigned long long>(nOffset));
+}
+
+struct MatchDataDeleter
+{
+    void operator()(pcre2_match_data* p) const { pcre2_match_data_free(p); }
+};
+
+// A value that needs deep backtracking can make PCRE2 claim memory in proportion to its
+// length times the frame size (gigabytes for a value of some megabytes); the limit keeps one
+// check within bounds. Read-only once made, so all threads share it.
+const uint32_t kHeapLimitKiB = 64 * 1024;
+
+class CMatchContext
+{
+public:
+    CMatchContext() : m_pContext(pcre2_match_context_create(nullptr))
+    {
+        if (m_pContext)
+            pcre2_set_heap_limit(m_pContext, kHeapLimitKiB);
+    }
+    ~CMatchContext() { pcre2_match_context_free(m_pContext); }
+    CMatchContext(const CMatchContext&) = delete;
+    CMatchContext& operator=(const CMatchContext&) = delete;
+    pcre2_match_context* Get() const { return m_pContext; }
+
+private:
+    pcre2_match_context* m_pContext;
+};
+
+pcre2_match_context* SharedMatchContext()
+{
+    static const CMatchContext s_context;
+    if (!s_context.Get())
+        throw std::bad_alloc();
+    return s_context.Get();
+}
+
+} // namespace
+
+std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
+{
+    std::string strPattern;
+    strPattern.reserve(patternUtf8.size() + 4);
+    strPattern += "^(";
+    // Every XSD-only escape starts with a backslash: without one there is nothing to replace.
+    if (patternUtf8.find('\\') == std::string::npos)
+        strPattern += patternUtf8;
+    else
+    {
+        std::string strBody(patternUtf8);
+        ReplaceEach(strBody, "\\\\", kEscapedBackslash);
+        ReplaceEach(strBody, "\\i", "([^\\W\\d]|:)");
+        ReplaceEach(strBody, "\\I", "([\\W\\d])");
+        ReplaceEach(strBody, "\\c", "(\\w|\\.|-|:)");
+        ReplaceEach(strBody, "\\C", "([^\\w\\.\\-\\:])");
+        ReplaceEach(strBody, "\\p{IsBasicLatin}", "[\\000-\\177]");
+        ReplaceEach(strBody, "\\p{IsLatin-1Supplement}", "[\\200-\\377]");
+        ReplaceEach(strBody, "\\p{IsLatinExtended-A}", "[\\x{100}-\\x{17F}]");
+        ReplaceEach(strBody, "\\p{IsLatinExtended-B}", "[\\x{180}-\\x{24F}]");
+        ReplaceEach(strBody, kEscapedBackslash, "\\\\");
+        strPattern += strBody;
+    }
+    // The brackets keep both anchors on every branch of a top-level alternation.
+    strPattern += ")$";
+    return strPattern;
+}
+
+CPatternMatcher::CPatternMatcher(const std::string& patternUtf8) : m_pCode(nullptr), m_dwCaptureCount(0)
+{
+    size_t nValid = Platform::ValidLocalPrefix(65001, patternUtf8.data(), patternUtf8.size());
+    if (nValid != patternUtf8.size())
+        throw CKrException("Invalid Regular Expression: the pattern is not valid UTF-8 (" +
+                           DescribeInvalidByte(patternUtf8.data(), nValid) + ")");
+    m_strTranslated = TranslatePattern(patternUtf8);
+
+    int iError = 0;
+    PCRE2_SIZE nErrorOffset = 0;
+    // The length is passed, so that a NUL byte is a character of the pattern, not its end.
+    m_pCode = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(m_strTranslated.data()), m_strTranslated.size(), PCRE2_UTF,
+                            &iError, &nErrorOffset, nullptr);
+    if (!m_pCode)
+    {
+        if (iError == PCRE2_ERROR_NOMEMORY)
+            throw std::bad_alloc();
+        PCRE2_UCHAR szError[256];
+        if (pcre2_get_error_message(iError, szError, sizeof(szError)) < 0)
+            szError[0] = 0;
+        // Messages are local text; the pattern is UTF-8.
+        throw CKrException("Invalid Regular Expression: " + Utf8ToLocal(m_strTranslated.data(), m_strTranslated.size()) +
+                           " Error: '" + reinterpret_cast<const char*>(szError) + "'");
+    }
+    if (pcre2_pattern_info(m_pCode, PCRE2_INFO_CAPTURECOUNT, &m_dwCaptureCount) != 0)
+        m_dwCaptureCount = 0;
+}
+
+CPatternMatcher::~CPatternMatcher()
+{
+    pcre2_code_free(m_pCode);
+}
+
+bool CPatternMatcher::Matches(const char* lpValue, size_t nLen) const
+{
+    if (!lpValue)
+        nLen = 0;
+    const char* pSubject = lpValue ? lpValue : "";
+    // Under ASCIIOnly local text is the parser's UTF-8 passed through unconverted.
+    const unsigned int uCodePage = g_bASCIIOnly ? 65001u : g_uLocalCodePage;
+    const bool bUtf8 = Platform::IsUtf8CodePage(uCodePage);
+    // In another code page ASCII text is its own UTF-8 form: no check, no conversion.
+    bool bConvert = false;
+    if (!bUtf8)
+    {
+        CUtf8IdentityCheck ascii;
+        ascii.Feed(pSubject, nLen);
+        bConvert = !ascii.IsIdentity();
+    }
+    if (bUtf8 || bConvert)
+    {
+        size_t nValid = Platform::ValidLocalPrefix(uCodePage, pSubject, nLen);
+        if (nValid != nLen)
+            throw CKrInvalidValueException("The value is not valid text in the local character encoding (" +
+                                           DescribeInvalidByte(pSubject, nValid) + ")");
+    }
+    CBinaryData utf8;
+    if (bConvert)
+    {
+        utf8 = LocalToUtf8(pSubject, nLen);
+        pSubject = reinterpret_cast<const char*>(utf8.GetData());
+        nLen = utf8.GetLength();
+        if (!pSubject)
+            pSubject = "";
+    }
+
+    std::unique_ptr<pcre2_match_data, MatchDataDeleter> pMatch(pcre2_match_data_create(m_dwCaptureCount + 1, nullptr));
+    if (!pMatch)
+        throw std::bad_alloc();
+    // The subject has been checked above, and the whole of it is matched, NUL bytes included.
+    int iResult = pcre2_match(m_pCode, reinterpret_cast<PCRE2_SPTR>(pSubject), nLen, 0, PCRE2_ANCHORED | PCRE2_NO_UTF_CHECK,
+                              pMatch.get(), SharedMatchContext());
+    if (iResult == PCRE2_ERROR_NOMEMORY)
+        throw std::bad_alloc();
+    if (iResult == PCRE2_ERROR_NOMATCH)
+        return false;
+    if (iResult <= 0)
+    {
+        // A match, depth or memory limit: the value may be valid all the same, so it is
+        // neither accepted nor refused as invalid.
+        PCRE2_UCHAR szError[256];
+        if (pcre2_get_error_message(iResult, szError, sizeof(szError)) < 0)
+            szError[0] = 0;
+        throw CKrException(FormatString("The pattern could not be applied to a value of %llu bytes: %s",
+                                        static_cast<unsigned long long>(nLen), reinterpret_cast<const char*>(szError)));
+    }
+    // "$" also matches before a final newline; only a match that ends at the subject's end counts.
+    const PCRE2_SIZE* pOffsets = pcre2_get_ovector_pointer(pMatch.get());
+    return pOffsets[0] == 0 && pOffsets[1] == nLen;
+}
+
+} // namespace KrXmlLib16
