@@ -20,6 +20,7 @@
 #include "krvariant.h"
 #include "memoryleakhelp.h"
 #include "patternmatcher.h"
+#include "primitiverestrictions.h"
 #include "serializationcontext.h"
 #include "smartptr.h"
 #include "stringbuffer.h"

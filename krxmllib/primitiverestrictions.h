@@ -1,0 +1,89 @@
+// The XSD facets of one simple type, as a generated table states them, and the checks that
+// hold a parsed value to them.
+#ifndef KRXMLLIB_PRIMITIVERESTRICTIONS_H
+#define KRXMLLIB_PRIMITIVERESTRICTIONS_H
+
+#include <cstdint>
+#include <string>
+
+#include "biginteger.h"
+#include "binarydata.h"
+#include "datetime.h"
+#include "datetimespan.h"
+#include "decimal.h"
+#include "itemtype.h"
+#include "krvariant.h"
+
+namespace KrXmlLib16 {
+
+// A plain record. Bounds stay schema text and are parsed by each check with the value's own
+// parser, so one record serves any kind and a bound that doesn't parse fails only when a value
+// is checked. A text facet is absent when empty, a number when below 0.
+class CPrimitiveRestrictions
+{
+public:
+    // For rows that are not primitive; every facet is absent.
+    CPrimitiveRestrictions();
+    // The order of a generated table; "" and -1 for an absent facet. Null texts count as "".
+    CPrimitiveRestrictions(const char* pattern, int32_t minLength, int32_t maxLength, const char* minInclusive,
+                           const char* maxInclusive, const char* minExclusive, const char* maxExclusive,
+                           int32_t length, int32_t totalDigits, int32_t fractionDigits);
+    CPrimitiveRestrictions(const CPrimitiveRestrictions& other) = default;
+    CPrimitiveRestrictions& operator=(const CPrimitiveRestrictions& other) = default;
+    virtual ~CPrimitiveRestrictions();
+
+    std::string m_strPattern;
+    int32_t m_lMinLength;
+    int32_t m_lMaxLength;
+    std::string m_strMinInclusive;
+    std::string m_strMaxInclusive;
+    std::string m_strMinExclusive;
+    std::string m_strMaxExclusive;
+    int32_t m_lLength;
+    int32_t m_lTotalDigits;
+    int32_t m_lFractionDigits;
+};
+
+// The C++ type in which a check of each kind takes its value.
+template <ItemType K> struct PrimitiveValueType;
+template <> struct PrimitiveValueType<ItemType_hexBinary> { typedef CBinaryData Type; };
+template <> struct PrimitiveValueType<ItemType_base64Binary> { typedef CBinaryData Type; };
+template <> struct PrimitiveValueType<ItemType_i1> { typedef int8_t Type; };
+template <> struct PrimitiveValueType<ItemType_i2> { typedef int16_t Type; };
+template <> struct PrimitiveValueType<ItemType_i4> { typedef int32_t Type; };
+template <> struct PrimitiveValueType<ItemType_i8> { typedef int64_t Type; };
+template <> struct PrimitiveValueType<ItemType_ui1> { typedef uint8_t Type; };
+template <> struct PrimitiveValueType<ItemType_ui2> { typedef uint16_t Type; };
+template <> struct PrimitiveValueType<ItemType_ui4> { typedef uint32_t Type; };
+template <> struct PrimitiveValueType<ItemType_ui8> { typedef uint64_t Type; };
+template <> struct PrimitiveValueType<ItemType_r4> { typedef float Type; };
+template <> struct PrimitiveValueType<ItemType_r8> { typedef double Type; };
+template <> struct PrimitiveValueType<ItemType_duration> { typedef CDateTimeSpan Type; };
+template <> struct PrimitiveValueType<ItemType_yearMonth> { typedef CDateTime Type; };
+template <> struct PrimitiveValueType<ItemType_monthDay> { typedef CDateTime Type; };
+template <> struct PrimitiveValueType<ItemType_year> { typedef uint16_t Type; };
+template <> struct PrimitiveValueType<ItemType_month> { typedef uint8_t Type; };
+template <> struct PrimitiveValueType<ItemType_day> { typedef uint8_t Type; };
+template <> struct PrimitiveValueType<ItemType_date> { typedef CDateTime Type; };
+template <> struct PrimitiveValueType<ItemType_datetime> { typedef CDateTime Type; };
+template <> struct PrimitiveValueType<ItemType_time> { typedef CDateTime Type; };
+template <> struct PrimitiveValueType<ItemType_string> { typedef std::string Type; };
+template <> struct PrimitiveValueType<ItemType_boolean> { typedef bool Type; };
+template <> struct PrimitiveValueType<ItemType_decimal> { typedef CDecimal Type; };
+template <> struct PrimitiveValueType<ItemType_integer> { typedef CBigInteger Type; };
+
+// The check of one kind, for callers that know the kind at compile time (typed collections):
+//   ValidatePrimitive<ItemType_i4>("quantity", 42, &facets);
+// Raises CKrException with the kind's message when a facet fails; a null facets passes.
+// Defined for the 25 kinds above; char has no facets.
+template <ItemType K>
+void ValidatePrimitive(const char* name, const typename PrimitiveValueType<K>::Type& value,
+                       const CPrimitiveRestrictions* facets);
+
+// Reads value as kind type and applies that kind's check. A nil value passes, since it holds
+// nothing to check. char and kinds outside 1 to 26 raise CKrInvalidValueException.
+void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, const CPrimitiveRestrictions* facets);
+
+} // namespace KrXmlLib16
+
+#endif
