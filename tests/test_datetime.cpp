@@ -470,43 +470,6 @@ TEST(DateTimeOrder, ZonedAgainstUnzoned)
     EXPECT_TRUE(DT("2000-01-01T11:00:00Z") < a && a > DT("2000-01-01T11:00:00Z"));
 }
 
-TEST(DateTimeOrder, RandomPairsAgreeWithInstants)
-{
-    std::mt19937_64 rng(20240611);
-    auto pick = [&](int lo, int hi) { return static_cast<int>(std::uniform_int_distribution<int>(lo, hi)(rng)); };
-    const __int128 kFourteen = static_cast<__int128>(14) * 3600 * 1000000000;
-    for (int i = 0; i < 5000; ++i)
-    {
-        DT a(static_cast<short>(pick(-19, 19) * 500 + pick(1, 12)), 1 + pick(0, 11), 1 + pick(0, 27), pick(0, 23),
-             pick(0, 59), pick(0, 59), pick(0, 999), 0, pick(0, 1) * 5);
-        DT b = a + CDateTimeSpan(0, 0, pick(0, 2), pick(0, 23), pick(0, 59), 0, pick(0, 999), 0, 0).GetAsNegative();
-        b += CDateTimeSpan(0, 0, pick(0, 2), pick(0, 23), pick(0, 59), 0, pick(0, 999), 0, 0);
-        for (DT* p : {&a, &b})
-        {
-            int nZone = pick(0, 2);
-            if (nZone == 1)
-                p->SetUTC();
-            else if (nZone == 2)
-                p->SetTimeZone(static_cast<short>(pick(-14, 14)), static_cast<unsigned char>(pick(0, 3) * 15));
-        }
-        const __int128 ia = Instant(a), ib = Instant(b);
-        DT::DTCompareResult eExpected;
-        if (a.IsUTC() == b.IsUTC())
-            eExpected = ia < ib ? DT::dtcLess : (ia > ib ? DT::dtcGreater : DT::dtcEqual);
-        else
-        {
-            // The unzoned side may lie anywhere from 14 hours before to 14 hours after.
-            const __int128 z = a.IsUTC() ? ia : ib, u = a.IsUTC() ? ib : ia;
-            DT::DTCompareResult eZoned = z < u - kFourteen ? DT::dtcLess
-                                         : (z > u + kFourteen ? DT::dtcGreater : DT::dtcIndeterminate);
-            eExpected = a.IsUTC() || eZoned == DT::dtcIndeterminate
-                            ? eZoned
-                            : (eZoned == DT::dtcLess ? DT::dtcGreater : DT::dtcLess);
-        }
-        ASSERT_EQ(eExpected, a.CompareTo(b)) << a.ToString() << " vs " << b.ToString();
-    }
-}
-
 // ---- arithmetic ----
 
 TEST(DateTimeArithmetic, DocumentedSums)
