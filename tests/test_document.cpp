@@ -362,21 +362,4 @@ TEST(ObjectReading, FailuresCarryPathAndParserText)
                     "Failed to open the file [" + TempPath("missing.xml") + "] Error [0x00000002]");
 }
 
-TEST(ObjectReading, DocumentsAreCountedAndFreed)
-{
-    auto line = [] {
-        std::string s = CInstanceMonitor::DumpState();
-        size_t pos = s.find("CXmlDocument = ");
-        size_t start = s.rfind('\n', pos) + 1;
-        return s.substr(start, s.find('\n', pos) - start);
-    };
-    std::string strBefore = line();
-    int nTotal = std::atoi(strBefore.substr(strBefore.find('/') + 1).c_str());
-    {
-        CXmlDocument a, b;
-        EXPECT_EQ("--> CXmlDocument = 2/" + std::to_string(nTotal + 2), line());
-    }
-    EXPECT_EQ("    CXmlDocument = 0/" + std::to_string(nTotal + 2), line());
-}
-
 } // namespace

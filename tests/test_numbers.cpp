@@ -486,17 +486,17 @@ TEST_F(DecimalTest, FixedPlaces)
 TEST_F(DecimalTest, Conversions)
 {
     // To an integer: nearest, halves toward zero, by either road.
-    for (const char* lpText : {"2.5", "2.6", "-2.6", "-2.51", "-0.4", "9.9"})
-        EXPECT_EQ(CDecimal(lpText).ToBigInteger().ToString(), CBigInteger(CDecimal(lpText)).ToString()) << lpText;
-    EXPECT_EQ("2", CDecimal("2.5").ToBigInteger().ToString());
-    EXPECT_EQ("-3", CDecimal("-2.51").ToBigInteger().ToString());
-    EXPECT_EQ("10", CDecimal("9.9").ToBigInteger().ToString());
+    const char* const aRounded[][2] = {{"2.5", "2"}, {"2.6", "3"}, {"-2.6", "-3"}, {"-2.51", "-3"}, {"-0.4", "0"}, {"9.9", "10"}};
+    for (const auto& c : aRounded)
+    {
+        EXPECT_EQ(c[1], CDecimal(c[0]).ToBigInteger().ToString()) << c[0];
+        EXPECT_EQ(c[1], CBigInteger(CDecimal(c[0])).ToString()) << c[0];
+    }
 
-    EXPECT_EQ(3, CDecimal("2.96").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.94").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.6").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.95").ToLongLong());
-    EXPECT_EQ(-3, CDecimal("-2.96").ToLongLong());
+    // ToLongLong rounds at the first place, then at none; ToLong rounds once.
+    const std::pair<const char*, int64_t> aLongLong[] = {{"2.96", 3}, {"2.94", 2}, {"2.6", 2}, {"2.95", 2}, {"-2.96", -3}};
+    for (const auto& c : aLongLong)
+        EXPECT_EQ(c.second, CDecimal(c.first).ToLongLong()) << c.first;
     EXPECT_EQ(INT64_MAX, CDecimal("9223372036854775807.9").ToLongLong());
     EXPECT_EQ(INT64_MIN, CDecimal("-9223372036854775808.9").ToLongLong());
     EXPECT_KR_THROW(CDecimal("9223372036854775807.96").ToLongLong(), CKrOverFlowException,
