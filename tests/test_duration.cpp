@@ -139,6 +139,8 @@ TEST(DurationOrder, DocumentedComparisons)
         {"P1M", "P27D", kMore},  {"PT1H", "PT2H", kLess}, {"-P1D", "P1D", kLess},  {"-PT0S", "PT0S", kEq},
         {"P1Y", "P12M", kEq},    {"P1Y", "P365D", kOpen}, {"P1Y", "P367D", kLess}, {"PT0.5S", "PT.500S", kEq},
         {"PT0.000000002S", "PT0.000000001S", kMore},
+        // Only a February start gives 28 days, only a July start 62 days in two months.
+        {"P1M", "P28D", kOpen}, {"P2M", "P62D", kOpen}, {"P2M", "P63D", kLess},
         // Sums leave the year range of a date value; the order is still exact.
         {"P999999999D", "P1000000000D", kLess}, {"P65535Y", "P4294967295D", kLess},
         {"PT18446744073709551600S", "PT307445734561825860M", kEq}, {"-PT18446744073709551615M", "-P65535Y", kLess},
