@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
@@ -45,18 +46,16 @@ TEST(BinaryData, CopiesShareUntilOneChanges)
     EXPECT_EQ("abc", Bytes(a));
 }
 
-TEST(BinaryData, EmptyData)
+TEST(BinaryData, EmptyDataAndEquality)
 {
     CBinaryData empty;
     EXPECT_EQ(nullptr, empty.GetData());
-    EXPECT_EQ(0u, empty.GetLength());
     EXPECT_EQ("", empty.GetAsHexString());
     EXPECT_EQ("", empty.GetAsBase64());
     EXPECT_EQ(nullptr, empty.ReleaseData());
     EXPECT_KR_THROW(empty[0], CKrException, "Index Out of range [0]");
     const CBinaryData& constEmpty = empty;
     EXPECT_KR_THROW(constEmpty[0], CKrException, "Index Out of range [0]");
-    EXPECT_EQ(0u, CBinaryData("").GetLength());
     EXPECT_EQ(0u, CBinaryData(static_cast<const char*>(nullptr)).GetLength());
     EXPECT_EQ(0u, CBinaryData(new unsigned char[4], 0, true).GetLength());  // adopted and freed
 
@@ -65,13 +64,7 @@ TEST(BinaryData, EmptyData)
     cleared.Clear();
     EXPECT_TRUE(empty == cleared);
     EXPECT_TRUE(empty == FromBase64("Y*Q="));
-    EXPECT_TRUE(empty != CBinaryData("x"));
-    EXPECT_TRUE(CBinaryData("x") != empty);
-}
-
-TEST(BinaryData, Equality)
-{
-    EXPECT_TRUE(CBinaryData("abc") == CBinaryData("abc"));
+    EXPECT_TRUE(empty != CBinaryData("x") && CBinaryData("x") != empty);
     EXPECT_TRUE(CBinaryData("abc") != CBinaryData("abd"));
     EXPECT_TRUE(CBinaryData("abc") != CBinaryData("ab"));
     unsigned char raw[] = {0, 1, 0};
@@ -155,7 +148,7 @@ TEST(BinaryData, SharedBlocksAcrossThreads)
 
 // ---- hex ----
 
-TEST(BinaryDataHex, RoundTrip)
+TEST(BinaryDataHex, RoundTripAndBadText)
 {
     CBinaryData d;
     d.SetAsHexString("0aFF");
@@ -163,23 +156,18 @@ TEST(BinaryDataHex, RoundTrip)
     EXPECT_EQ("0AFF", d.GetAsHexString());
     unsigned char raw[] = {0x00, 0x12, 0xAB, 0xCD, 0xEF};
     EXPECT_EQ("0012ABCDEF", CBinaryData::GetAsHexString(raw, 5));
-    d.SetAsHexString("");
-    EXPECT_EQ(0u, d.GetLength());
     d.SetAsHexString(nullptr);
     EXPECT_EQ(0u, d.GetLength());
-}
 
-TEST(BinaryDataHex, BadText)
-{
-    CBinaryData d("keep");
+    d.SetBuffer("keep");
     EXPECT_KR_THROW(d.SetAsHexString("0"), CKrException, "Invalid length in hex string");
     EXPECT_EQ(0u, d.GetLength());  // cleared before the text is read
     EXPECT_KR_THROW(d.SetAsHexString("abc"), CKrException, "Invalid length in hex string");
-    EXPECT_KR_THROW(d.SetAsHexString("0G"), CKrException, "Invalid char in hex string [G]");
-    EXPECT_KR_THROW(d.SetAsHexString("G0"), CKrException, "Invalid char in hex string [G]");
-    EXPECT_KR_THROW(d.SetAsHexString("00 1"), CKrException, "Invalid char in hex string [ ]");
-    EXPECT_KR_THROW(d.SetAsHexString("0-"), CKrException, "Invalid char in hex string [-]");
-    EXPECT_KR_THROW(d.SetAsHexString("ffz0"), CKrException, "Invalid char in hex string [z]");
+    for (const char* lpBad : {"0G", "G0", "00 1", "0-", "ffz0"})
+    {
+        const char cBad = lpBad[std::strspn(lpBad, "0123456789abcdefABCDEF")];
+        EXPECT_KR_THROW(d.SetAsHexString(lpBad), CKrException, std::string("Invalid char in hex string [") + cBad + "]");
+    }
     EXPECT_EQ(0u, d.GetLength());
 }
 

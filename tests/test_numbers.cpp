@@ -1,8 +1,6 @@
 #include "testsupport.h"
 
-#include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <random>
 #include <string>
@@ -89,33 +87,19 @@ std::string RandomDigits(std::mt19937_64& rng, size_t n, bool bNonZeroFirst)
 // CBigInteger
 // ======================================================================================
 
-TEST(BigIntegerText, PlainForms)
+TEST(BigIntegerText, Readings)
 {
-    EXPECT_EQ("-12", Big("  -12  "));
-    EXPECT_EQ("12", Big("+12"));
-    EXPECT_EQ("0", Big(""));
-    EXPECT_EQ("0", Big("   "));
-    EXPECT_EQ("0", Big(" \t\r\n"));
-    EXPECT_EQ("7", Big("0007"));
-    EXPECT_EQ("0", Big("-0"));
-    EXPECT_EQ("0", Big("0000"));
-    EXPECT_EQ("123456789012345678901234567890", Big("123456789012345678901234567890"));
+    // Plain integers are read directly; anything else goes through the decimal reader, which
+    // rounds halves toward zero and reads signs in the middle rather than losing digits.
+    const char* const aCases[][2] = {
+        {"  -12  ", "-12"}, {"+12", "12"}, {"", "0"},       {" \t\r\n", "0"}, {"0007", "7"},   {"-0", "0"},
+        {"0000", "0"},      {"1.6", "2"},  {"1.5", "1"},    {"-1.6", "-2"},   {"1E3", "1000"}, {" 1 000 ", "1000"},
+        {"1-2", "-12"},     {"--5", "-5"}, {"- 5", "-5"},   {"-", "0"},       {"+", "0"},
+        {"123456789012345678901234567890", "123456789012345678901234567890"},
+    };
+    for (const auto& c : aCases)
+        EXPECT_EQ(c[1], Big(c[0])) << "[" << c[0] << "]";
     EXPECT_EQ("0", CBigInteger(static_cast<const char*>(nullptr)).ToString());
-}
-
-TEST(BigIntegerText, OtherTextGoesThroughTheDecimalReader)
-{
-    EXPECT_EQ("2", Big("1.6"));
-    EXPECT_EQ("1", Big("1.5"));  // halves toward zero
-    EXPECT_EQ("-2", Big("-1.6"));
-    EXPECT_EQ("1000", Big("1E3"));
-    EXPECT_EQ("1000", Big(" 1 000 "));
-    // Signs in the middle read as the decimal reader reads them, never digits silently lost.
-    EXPECT_EQ("-12", Big("1-2"));
-    EXPECT_EQ("-5", Big("--5"));
-    EXPECT_EQ("-5", Big("- 5"));
-    EXPECT_EQ("0", Big("-"));
-    EXPECT_EQ("0", Big("+"));
     EXPECT_KR_THROW(CBigInteger("abc"), CKrInvalidValueException, DecimalError(0, "abc"));
     EXPECT_KR_THROW(CBigInteger("12x"), CKrInvalidValueException, DecimalError(2, "12x"));
     EXPECT_KR_THROW(CBigInteger("1.2.3"), CKrInvalidValueException, DecimalError(3, "1.2.3"));
@@ -133,11 +117,8 @@ TEST(BigIntegerText, FailedParseLeavesTheValue)
 
 TEST(BigIntegerArithmetic, DivisionAndRemainderSigns)
 {
-    EXPECT_EQ("3", (CBigInteger(7) / CBigInteger(2)).ToString());
-    EXPECT_EQ("-3", (CBigInteger(-7) / CBigInteger(2)).ToString());
+    // Quotients truncate; the remainder takes the dividend's sign (random signs are checked against GMP).
     EXPECT_EQ("-3", (CBigInteger(7) / CBigInteger(-2)).ToString());
-    EXPECT_EQ("3", (CBigInteger(-7) / CBigInteger(-2)).ToString());
-    EXPECT_EQ("1", (CBigInteger(7) % CBigInteger(2)).ToString());
     EXPECT_EQ("-1", (CBigInteger(-7) % CBigInteger(2)).ToString());
     CBigInteger q = CBigInteger(0) / CBigInteger(5);
     EXPECT_EQ("0", q.ToString());
@@ -164,13 +145,8 @@ TEST(BigIntegerArithmetic, DivisionFailures)
     EXPECT_EQ("7", seven.ToString());
 }
 
-TEST(BigIntegerArithmetic, CarriesBorrowsAndSelfOperands)
+TEST(BigIntegerArithmetic, SelfOperandsAndLongCarries)
 {
-    EXPECT_EQ("100", (CBigInteger(99) + CBigInteger(1)).ToString());
-    EXPECT_EQ("99", (CBigInteger(100) - CBigInteger(1)).ToString());
-    EXPECT_EQ("-1", (CBigInteger(99) - CBigInteger(100)).ToString());
-    EXPECT_EQ("0", (CBigInteger(5) + CBigInteger(-5)).ToString());
-    EXPECT_EQ("-15", (CBigInteger(-5) - CBigInteger(10)).ToString());
     CBigInteger x("999999999999999999999999999999");
     x += x;
     EXPECT_EQ("1999999999999999999999999999998", x.ToString());
@@ -213,11 +189,8 @@ TEST(BigIntegerArithmetic, LongDivisionWhoseFirstQuotientGuessIsTooLarge)
     }
 }
 
-TEST(BigIntegerComparison, SignsAndZeros)
+TEST(BigIntegerComparison, NegativeZeroIsZero)
 {
-    EXPECT_TRUE(CBigInteger("-100") < CBigInteger("-99"));
-    EXPECT_TRUE(CBigInteger(-2) < CBigInteger(2));
-    EXPECT_TRUE(CBigInteger(10) > CBigInteger(2));
     // Arithmetic may leave a zero with a minus sign; it is still just zero.
     CBigInteger z = CBigInteger(0) * CBigInteger(-5);
     EXPECT_EQ("0", z.ToString());
@@ -232,13 +205,10 @@ TEST(BigIntegerComparison, SignsAndZeros)
 
 TEST(BigIntegerMisc, SquareRoot)
 {
-    EXPECT_EQ("1", CBigInteger(1).SquareRoot().ToString());
-    EXPECT_EQ("1", CBigInteger(3).SquareRoot().ToString());
-    EXPECT_EQ("2", CBigInteger(4).SquareRoot().ToString());
-    EXPECT_EQ("9", CBigInteger(99).SquareRoot().ToString());
-    EXPECT_EQ("10", CBigInteger(100).SquareRoot().ToString());
-    EXPECT_EQ("100000", CBigInteger("10000000000").SquareRoot().ToString());
-    EXPECT_EQ("0", CBigInteger(0).SquareRoot().ToString());
+    const char* const aCases[][2] = {{"1", "1"}, {"3", "1"}, {"4", "2"}, {"99", "9"}, {"100", "10"},
+                                     {"10000000000", "100000"}, {"0", "0"}};
+    for (const auto& c : aCases)
+        EXPECT_EQ(c[1], CBigInteger(c[0]).SquareRoot().ToString()) << c[0];
     std::string strPow = "1" + std::string(200, '0');
     EXPECT_EQ("1" + std::string(100, '0'), CBigInteger(strPow.c_str()).SquareRoot().ToString());
     EXPECT_EQ(std::string(100, '9'), (CBigInteger(strPow.c_str()) - CBigInteger(1)).SquareRoot().ToString());
@@ -266,21 +236,17 @@ TEST(BigIntegerMisc, UnaryMinusChangesItsOperand)
 
 TEST(BigIntegerConversion, NativeBounds)
 {
-    EXPECT_KR_THROW(static_cast<int32_t>(CBigInteger("2147483648")), CKrInvalidValueException,
-                    "ERROR: Value out of bound of int.");
-    EXPECT_KR_THROW(static_cast<int32_t>(CBigInteger("-2147483649")), CKrInvalidValueException,
-                    "ERROR: Value out of bound of int.");
-    EXPECT_KR_THROW(static_cast<int32_t>(CBigInteger("99999999999999999999")), CKrInvalidValueException,
-                    "ERROR: Value out of bound of int.");
+    for (const char* lpText : {"2147483648", "-2147483649", "99999999999999999999"})
+        EXPECT_KR_THROW(static_cast<int32_t>(CBigInteger(lpText)), CKrInvalidValueException,
+                        "ERROR: Value out of bound of int.");
     EXPECT_EQ(INT32_MIN, static_cast<int32_t>(CBigInteger("-2147483648")));
     EXPECT_EQ(INT32_MAX, static_cast<int32_t>(CBigInteger("2147483647")));
     EXPECT_EQ(-17, static_cast<int32_t>(CBigInteger(-17)));
     EXPECT_EQ(INT64_MAX, static_cast<int64_t>(CBigInteger("9223372036854775807")));
     EXPECT_EQ(INT64_MIN, static_cast<int64_t>(CBigInteger("-9223372036854775808")));
-    EXPECT_KR_THROW(static_cast<int64_t>(CBigInteger("9223372036854775808")), CKrInvalidValueException,
-                    "ERROR: Value out of bound of LONGLONG.");
-    EXPECT_KR_THROW(static_cast<int64_t>(CBigInteger("-9223372036854775809")), CKrInvalidValueException,
-                    "ERROR: Value out of bound of LONGLONG.");
+    for (const char* lpText : {"9223372036854775808", "-9223372036854775809"})
+        EXPECT_KR_THROW(static_cast<int64_t>(CBigInteger(lpText)), CKrInvalidValueException,
+                        "ERROR: Value out of bound of LONGLONG.");
     EXPECT_EQ(0, static_cast<int64_t>(CBigInteger(0) * CBigInteger(-1)));
 }
 
@@ -290,17 +256,14 @@ TEST(BigIntegerConversion, FromNativeTypes)
     EXPECT_EQ("4294967295", CBigInteger(UINT32_MAX).ToString());
     EXPECT_EQ("-9223372036854775808", CBigInteger(INT64_MIN).ToString());
     EXPECT_EQ("18446744073709551615", CBigInteger(UINT64_MAX).ToString());
-    EXPECT_EQ("0", CBigInteger(0).ToString());
 }
 
 TEST(BigIntegerConversion, FromDouble)
 {
-    EXPECT_EQ("2", CBigInteger(2.5).ToString());
-    EXPECT_EQ("3", CBigInteger(2.6).ToString());
-    EXPECT_EQ("-3", CBigInteger(-2.6).ToString());
-    EXPECT_EQ("-2", CBigInteger(-2.5).ToString());
-    EXPECT_EQ("0", CBigInteger(0.5).ToString());
-    EXPECT_EQ("0", CBigInteger(-0.4).ToString());
+    const double aHalves[] = {2.5, 2.6, -2.6, -2.5, 0.5, -0.4};
+    const char* const aRounded[] = {"2", "3", "-3", "-2", "0", "0"};  // halves toward zero
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(aRounded[i], CBigInteger(aHalves[i]).ToString()) << aHalves[i];
     // Above 2^52 every double is an integer and stands as it is, to the last digit it holds.
     EXPECT_EQ("4503599627370497", CBigInteger(4503599627370497.0).ToString());
     EXPECT_EQ("99999999999999991611392", CBigInteger(1e23).ToString());
@@ -311,16 +274,6 @@ TEST(BigIntegerConversion, FromDouble)
               strMax.substr(0, 99));
     EXPECT_KR_THROW(CBigInteger(std::nan("")), CKrInvalidValueException, "The double value nan has no integer value.");
     EXPECT_KR_THROW(CBigInteger(-HUGE_VAL), CKrInvalidValueException, "The double value -inf has no integer value.");
-}
-
-TEST(BigIntegerConversion, FromDecimalRounds)
-{
-    EXPECT_EQ("2", CBigInteger(CDecimal("2.5")).ToString());
-    EXPECT_EQ("3", CBigInteger(CDecimal("2.6")).ToString());
-    EXPECT_EQ("-3", CBigInteger(CDecimal("-2.6")).ToString());
-    EXPECT_EQ("-3", CBigInteger(CDecimal("-2.51")).ToString());
-    EXPECT_EQ("0", CBigInteger(CDecimal("-0.4")).ToString());
-    EXPECT_EQ("10", CBigInteger(CDecimal("9.9")).ToString());
 }
 
 TEST(BigIntegerBounds, BuiltBeforeUse)
@@ -379,58 +332,25 @@ protected:
     DecimalPlacesGuard m_guard;
 };
 
-TEST_F(DecimalTest, CanonicalText)
+TEST_F(DecimalTest, Readings)
 {
-    EXPECT_EQ("1.5", Dec("1.50"));
-    EXPECT_EQ("1", Dec("1.0"));
-    EXPECT_EQ("0.05", Dec("0.05"));
-    EXPECT_EQ("-0.5", Dec("-0.5"));
-    EXPECT_EQ("0", Dec("-0"));
-    EXPECT_EQ("0", Dec("-0.000"));
-    EXPECT_EQ("0", Dec(""));
-    EXPECT_EQ("0", Dec("."));
-    EXPECT_EQ("-0.5", Dec("-.5"));
-    EXPECT_EQ("12", Dec("0012."));
-    EXPECT_EQ("-100.001", Dec("-100.0010"));
+    // Blanks and signs may stand anywhere; an exponent of any length shifts the digits.
+    const char* const aCases[][2] = {
+        {"1.50", "1.5"},       {"1.0", "1"},          {"0.05", "0.05"},       {"-0.5", "-0.5"},     {"-0", "0"},
+        {"-0.000", "0"},       {"", "0"},             {".", "0"},             {"-.5", "-0.5"},      {"0012.", "12"},
+        {"-100.0010", "-100.001"}, {" 1 2 . 5 ", "12.5"}, {"\t1\r\n2.5\n", "12.5"}, {"1-2", "-12"}, {"+-1", "-1"},
+        {"-+1", "1"},          {"--", "0"},           {"1 E 2", "100"},       {"1E", "1"},          {"1E+", "1"},
+        {"1e-", "1"},          {"1E2 ", "100"},       {"1E+-+2", "100"},      {"1.5E1", "15"},      {"1E-2", "0.01"},
+        {"123e-4", "0.0123"},  {"1.2345E3", "1234.5"}, {"E5", "0"},           {"0E999999", "0"},
+        {"1E0000000000000000000000000000000000000000", "1"}, {"1E-99999999999999999999999999", "0"},
+        {"1E-30", "0.000000000000000000000000000001"}, {"5E-31", "0"},  // exactly half the last place: toward zero
+        {"6E-31", "0.000000000000000000000000000001"}, {"1.5E-30", "0.000000000000000000000000000001"},
+    };
+    for (const auto& c : aCases)
+        EXPECT_EQ(c[1], Dec(c[0])) << "[" << c[0] << "]";
     EXPECT_EQ("0", CDecimal(static_cast<const char*>(nullptr)).ToString());
-}
-
-TEST_F(DecimalTest, WhitespaceAndSignsAnywhere)
-{
-    EXPECT_EQ("12.5", Dec(" 1 2 . 5 "));
-    EXPECT_EQ("12.5", Dec("\t1\r\n2.5\n"));
-    EXPECT_EQ("-12", Dec("1-2"));
-    EXPECT_EQ("-1", Dec("+-1"));
-    EXPECT_EQ("1", Dec("-+1"));
-    EXPECT_EQ("0", Dec("--"));
-    EXPECT_EQ("100", Dec("1 E 2"));
-}
-
-TEST_F(DecimalTest, Exponents)
-{
-    EXPECT_EQ("1", Dec("1E"));
-    EXPECT_EQ("1", Dec("1E+"));
-    EXPECT_EQ("1", Dec("1e-"));
-    EXPECT_EQ("100", Dec("1E 2"));
-    EXPECT_EQ("100", Dec("1E2 "));
-    EXPECT_EQ("100", Dec("1E+-+2"));
-    EXPECT_EQ("15", Dec("1.5E1"));
-    EXPECT_EQ("0.01", Dec("1E-2"));
-    EXPECT_EQ("0.0123", Dec("123e-4"));
-    EXPECT_EQ("1234.5", Dec("1.2345E3"));
-    EXPECT_EQ("1", Dec("1E0000000000000000000000000000000000000000"));
-    EXPECT_EQ("0", Dec("E5"));
-    EXPECT_EQ("0", Dec("0E999999"));
-    std::string strMax = Dec("1.7E+308");
-    EXPECT_EQ(309u, strMax.size());
-    EXPECT_EQ("17" + std::string(307, '0'), strMax);
+    EXPECT_EQ("17" + std::string(307, '0'), Dec("1.7E+308"));
     EXPECT_EQ("1" + std::string(1000000, '0'), Dec("1E1000000"));
-    // A negative exponent of any size only shifts the digits out of the places kept.
-    EXPECT_EQ("0", Dec("1E-99999999999999999999999999"));
-    EXPECT_EQ("0.000000000000000000000000000001", Dec("1E-30"));
-    EXPECT_EQ("0", Dec("5E-31"));  // exactly half of the last place: toward zero
-    EXPECT_EQ("0.000000000000000000000000000001", Dec("6E-31"));
-    EXPECT_EQ("0.000000000000000000000000000001", Dec("1.5E-30"));
 }
 
 TEST_F(DecimalTest, MalformedTextNamesThePosition)
@@ -486,20 +406,12 @@ TEST_F(DecimalTest, Parts)
 
 TEST_F(DecimalTest, Arithmetic)
 {
+    // Random operands are checked against GMP below; these are the cases a reader looks for.
     EXPECT_TRUE(CDecimal("0.1") + CDecimal("0.2") == CDecimal("0.3"));
-    EXPECT_EQ("-0.25", (CDecimal("0.5") + CDecimal("-0.75")).ToString());
-    EXPECT_EQ("0.75", (CDecimal("1.5") + CDecimal("-0.75")).ToString());
-    EXPECT_EQ("0", (CDecimal("0.5") - CDecimal("0.5")).ToString());
-    EXPECT_EQ("-1.25", (CDecimal("-0.5") - CDecimal("0.75")).ToString());
     EXPECT_EQ("0.333333333333333333333333333333", (CDecimal(1) / CDecimal(3)).ToString());
-    EXPECT_EQ("0." + std::string(29, '6') + "7", (CDecimal(2) / CDecimal(3)).ToString());
     EXPECT_EQ("-0." + std::string(29, '6') + "7", (CDecimal(-2) / CDecimal(3)).ToString());
-    EXPECT_EQ("2.5", (CDecimal(10) / CDecimal(4)).ToString());
-    EXPECT_EQ("-0.25", (CDecimal("0.5") * CDecimal("-0.5")).ToString());
     EXPECT_EQ("0", (CDecimal("0") * CDecimal("-0.5")).ToString());
     EXPECT_EQ("0", (CDecimal("0") / CDecimal("-0.5")).ToString());
-    EXPECT_EQ("1.21", (CDecimal("1.1") * CDecimal("1.1")).ToString());
-    EXPECT_EQ("400", (CDecimal("0.5") / CDecimal("0.00125")).ToString());
     // The product is exact before it is rounded once: ties toward zero.
     const std::string z14(14, '0');
     EXPECT_EQ("0." + std::string(29, '0') + "1",
@@ -533,83 +445,72 @@ TEST_F(DecimalTest, AssigningOperatorsAndSteps)
     EXPECT_EQ("0.00", zero.ToString(2));
 }
 
-TEST_F(DecimalTest, Comparison)
+TEST_F(DecimalTest, ComparisonIgnoresSignOfZeroAndTrailingZeros)
 {
-    EXPECT_TRUE(CDecimal("-0.5") < CDecimal("0.3"));
-    EXPECT_TRUE(CDecimal("-0.5") < CDecimal(0));
-    EXPECT_TRUE(CDecimal("0.3") > CDecimal("-0.5"));
-    EXPECT_TRUE(CDecimal("1.5") > CDecimal("1.25"));
-    EXPECT_TRUE(CDecimal("-1.5") < CDecimal("-1.25"));
-    EXPECT_TRUE(CDecimal("0.05") < CDecimal("0.5"));
-    EXPECT_TRUE(CDecimal("2") > CDecimal("1.99999"));
     EXPECT_TRUE(CDecimal("-0") == CDecimal(0));
     EXPECT_FALSE(CDecimal("-0") < CDecimal(0));
     EXPECT_TRUE(CDecimal("-0") <= CDecimal(0));
     EXPECT_TRUE(CDecimal("1.50") == CDecimal("1.5"));
-    EXPECT_TRUE(CDecimal("1.50") >= CDecimal("1.5"));
     EXPECT_TRUE(CDecimal("1.5") != CDecimal("1.05"));
+    EXPECT_TRUE(CDecimal("-1.5") < CDecimal("-1.25"));
 }
 
 TEST_F(DecimalTest, FixedPlaces)
 {
-    EXPECT_EQ("2.35", CDecimal("2.345").ToString(2));
-    EXPECT_EQ("-2.35", CDecimal("-2.345").ToString(2));
-    EXPECT_EQ("2.00", CDecimal("2").ToString(2));
-    EXPECT_EQ("2.00", CDecimal("1.999").ToString(2));
-    EXPECT_EQ("2.34", CDecimal("2.344").ToString(2));
     // A carry that leaves the sum with fewer places prints fewer digits, and 0 places keep the point.
-    EXPECT_EQ("1.0", CDecimal("0.9995").ToString(3));
-    EXPECT_EQ("3.", CDecimal("2.5").ToString(0));
-    EXPECT_EQ("2.", CDecimal("2.4").ToString(0));
-    EXPECT_EQ("10.0", CDecimal("9.95").ToString(1));
-    EXPECT_EQ("-10.0", CDecimal("-9.95").ToString(1));
-    EXPECT_EQ("0.00", CDecimal("0").ToString(2));
-    EXPECT_EQ("0.00", CDecimal("-0").ToString(2));
-    EXPECT_EQ("-0.00", CDecimal("-0.001").ToString(2));
-    EXPECT_EQ("0.", CDecimal("0.4").ToString(0));
-    EXPECT_EQ("1.500000000000000000000000000000", CDecimal("1.5").ToString(30));
-    EXPECT_EQ("1.50000000000000000000000000000000000000", CDecimal("1.5").ToString(38));
-    EXPECT_EQ("123.45", CDecimal("123.45").ToString(2));
+    const struct
+    {
+        const char* lpText;
+        int nPlaces;
+        const char* lpExpected;
+    } aCases[] = {
+        {"2.345", 2, "2.35"}, {"-2.345", 2, "-2.35"}, {"2", 2, "2.00"},     {"1.999", 2, "2.00"},
+        {"2.344", 2, "2.34"}, {"0.9995", 3, "1.0"},   {"2.5", 0, "3."},     {"2.4", 0, "2."},
+        {"9.95", 1, "10.0"},  {"-9.95", 1, "-10.0"},  {"0", 2, "0.00"},     {"-0", 2, "0.00"},
+        {"-0.001", 2, "-0.00"}, {"0.4", 0, "0."},     {"123.45", 2, "123.45"},
+        {"1.5", 30, "1.500000000000000000000000000000"}, {"1.5", 38, "1.50000000000000000000000000000000000000"},
+    };
+    for (const auto& c : aCases)
+        EXPECT_EQ(c.lpExpected, CDecimal(c.lpText).ToString(c.nPlaces)) << c.lpText << " to " << c.nPlaces;
     EXPECT_KR_THROW(CDecimal("1").ToString(-1), CKrInvalidParamException,
                     "The number of fraction digits must not be negative.");
 }
 
 TEST_F(DecimalTest, Conversions)
 {
-    EXPECT_EQ("2", CDecimal("2.5").ToBigInteger().ToString());
-    EXPECT_EQ("3", CDecimal("2.6").ToBigInteger().ToString());
-    EXPECT_EQ("-3", CDecimal("-2.6").ToBigInteger().ToString());
+    // To an integer: nearest, halves toward zero, by either road.
+    const char* const aRounded[][2] = {{"2.5", "2"}, {"2.6", "3"}, {"-2.6", "-3"}, {"-2.51", "-3"}, {"-0.4", "0"}, {"9.9", "10"}};
+    for (const auto& c : aRounded)
+    {
+        EXPECT_EQ(c[1], CDecimal(c[0]).ToBigInteger().ToString()) << c[0];
+        EXPECT_EQ(c[1], CBigInteger(CDecimal(c[0])).ToString()) << c[0];
+    }
 
-    EXPECT_EQ(3, CDecimal("2.96").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.94").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.6").ToLongLong());
-    EXPECT_EQ(2, CDecimal("2.95").ToLongLong());
-    EXPECT_EQ(-3, CDecimal("-2.96").ToLongLong());
+    // ToLongLong rounds at the first place, then at none; ToLong rounds once.
+    const std::pair<const char*, int64_t> aLongLong[] = {{"2.96", 3}, {"2.94", 2}, {"2.6", 2}, {"2.95", 2}, {"-2.96", -3}};
+    for (const auto& c : aLongLong)
+        EXPECT_EQ(c.second, CDecimal(c.first).ToLongLong()) << c.first;
     EXPECT_EQ(INT64_MAX, CDecimal("9223372036854775807.9").ToLongLong());
     EXPECT_EQ(INT64_MIN, CDecimal("-9223372036854775808.9").ToLongLong());
-    EXPECT_KR_THROW(CDecimal("9223372036854775807.96").ToLongLong(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a LONGLONG");
-    EXPECT_KR_THROW(CDecimal("-9223372036854775809").ToLongLong(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a LONGLONG");
+    for (const char* lpText : {"9223372036854775807.96", "-9223372036854775809"})
+        EXPECT_KR_THROW(CDecimal(lpText).ToLongLong(), CKrOverFlowException,
+                        "The Decimal value if to large to fit into a LONGLONG");
 
     EXPECT_EQ(3, CDecimal("2.6").ToLong());
     EXPECT_EQ(2, CDecimal("2.5").ToLong());
     EXPECT_EQ(INT32_MAX, CDecimal("2147483647.4").ToLong());
     EXPECT_EQ(INT32_MIN, CDecimal("-2147483648.5").ToLong());
-    EXPECT_KR_THROW(CDecimal("2147483647.6").ToLong(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a LONG");
-    EXPECT_KR_THROW(CDecimal("-2147483648.6").ToLong(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a LONG");
+    for (const char* lpText : {"2147483647.6", "-2147483648.6"})
+        EXPECT_KR_THROW(CDecimal(lpText).ToLong(), CKrOverFlowException, "The Decimal value if to large to fit into a LONG");
 
     EXPECT_EQ(1.5, CDecimal("1.5").ToDouble());
     EXPECT_EQ(-0.1, CDecimal("-0.1").ToDouble());
     EXPECT_EQ(1.7e308, CDecimal("1.7E+308").ToDouble());
     EXPECT_EQ(-1.7e308, CDecimal("-1.7E+308").ToDouble());
-    EXPECT_KR_THROW(CDecimal("1.8E+308").ToDouble(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a Double");
     const std::string strAboveMax = "-17" + std::string(306, '0') + "1";  // 1.7E+308 plus one, negated
-    EXPECT_KR_THROW(CDecimal(strAboveMax.c_str()).ToDouble(), CKrOverFlowException,
-                    "The Decimal value if to large to fit into a Double");
+    for (const std::string& strText : {std::string("1.8E+308"), strAboveMax})
+        EXPECT_KR_THROW(CDecimal(strText.c_str()).ToDouble(), CKrOverFlowException,
+                        "The Decimal value if to large to fit into a Double");
     EXPECT_EQ(-1.7e308, CDecimal(("-17" + std::string(307, '0') + ".9").c_str()).ToDouble());
 }
 
@@ -662,26 +563,15 @@ TEST(LongNumbers, HundredThousandDigits)
 {
     std::mt19937_64 rng(20240601);
     const std::string strA = RandomDigits(rng, 100000, true), strB = RandomDigits(rng, 100000, true);
-    auto t0 = std::chrono::steady_clock::now();
     CBigInteger a(strA.c_str()), b(("-" + strB).c_str());
-    auto t1 = std::chrono::steady_clock::now();
     EXPECT_EQ(strA, a.ToString());
     EXPECT_EQ("-" + strB, b.ToString());
-    auto t2 = std::chrono::steady_clock::now();
     CBigInteger p = a * b;
-    auto t3 = std::chrono::steady_clock::now();
     std::string strP = p.ToString();
     ASSERT_TRUE(strP.size() == 200000u || strP.size() == 200001u);
     EXPECT_EQ('-', strP[0]);
-    CBigInteger q = p / b;
-    auto t4 = std::chrono::steady_clock::now();
-    EXPECT_TRUE(q == a);
+    EXPECT_TRUE(p / b == a);
     EXPECT_TRUE((p % a.GetAbs()).Sign() == 0);
-    auto ms = [](std::chrono::steady_clock::duration d) {
-        return std::chrono::duration<double, std::milli>(d).count();
-    };
-    std::printf("[ timing ] 100000 digits: parse x2 %.2f ms, print %.2f ms, multiply %.2f ms, divide back %.2f ms\n",
-                ms(t1 - t0), ms(t2 - t1), ms(t3 - t2), ms(t4 - t3));
 
     const std::string strDec = strA + "." + RandomDigits(rng, 25, false) + "7";
     CDecimal d(strDec.c_str());
@@ -795,69 +685,6 @@ std::string RefText(const RefDecimal& v)
     if (mpz_sgn(v.n.m) < 0)
         str.insert(0, "-");
     return str;
-}
-
-// The fixed-places text: a half unit of place k is added to |v|, the sum drops its trailing
-// zeros, and its fraction is cut after k places.
-std::string RefFixed(const RefDecimal& v, unsigned long k, bool& bFullWidth)
-{
-    Mpz a;
-    mpz_abs(a.m, v.n.m);
-    unsigned long d = v.scale;
-    while (d > 1 && mpz_divisible_ui_p(a.m, 10))
-    {
-        mpz_divexact_ui(a.m, a.m, 10);
-        --d;
-    }
-    if (d == 0)
-    {
-        mpz_mul_ui(a.m, a.m, 10);
-        d = 1;
-    }
-    const std::string strMinus = mpz_sgn(v.n.m) < 0 ? "-" : "";
-    Mpz intPart, frac, p = Mpz::Pow10(d);
-    std::string strFrac;
-    bFullWidth = true;
-    if (k >= d)
-    {
-        mpz_tdiv_qr(intPart.m, frac.m, a.m, p.m);
-        strFrac = frac.Str();
-        strFrac.insert(0, d - strFrac.size(), '0');
-        strFrac.append(k - d, '0');
-    }
-    else
-    {
-        Mpz half = Mpz::Pow10(d - k - 1), sum;
-        mpz_mul_ui(half.m, half.m, 5);
-        mpz_add(sum.m, a.m, half.m);
-        mpz_tdiv_qr(intPart.m, frac.m, sum.m, p.m);
-        strFrac = frac.Str();
-        strFrac.insert(0, d - strFrac.size(), '0');
-        size_t nKeep = d;
-        while (nKeep > 1 && strFrac[nKeep - 1] == '0')
-            --nKeep;
-        bFullWidth = nKeep >= k;
-        strFrac.resize(std::min<size_t>(k, nKeep));
-    }
-    return strMinus + intPart.Str() + "." + strFrac;
-}
-
-// Plain rounding half away from zero to k places, as digits of the magnitude.
-std::string RefHalfAwayMagnitude(const RefDecimal& v, unsigned long k)
-{
-    Mpz a, num, den;
-    mpz_abs(a.m, v.n.m);
-    mpz_mul(num.m, a.m, Mpz::Pow10(k).m);
-    mpz_mul_2exp(num.m, num.m, 1);
-    mpz_add(num.m, num.m, Mpz::Pow10(v.scale).m);
-    mpz_mul_2exp(den.m, Mpz::Pow10(v.scale).m, 1);
-    Mpz r;
-    mpz_fdiv_q(r.m, num.m, den.m);
-    Mpz ip, fp, p = Mpz::Pow10(k);
-    mpz_tdiv_qr(ip.m, fp.m, r.m, p.m);
-    std::string strFrac = k == 0 ? std::string() : fp.Str();
-    strFrac.insert(0, k - strFrac.size(), '0');
-    return ip.Str() + "." + strFrac;
 }
 
 int RefCompare(const RefDecimal& a, const RefDecimal& b)
@@ -991,7 +818,7 @@ TEST(CrossCheckGmp, LongOperandsMultiplyAndDivide)
     }
 }
 
-TEST(CrossCheckGmp, DecimalArithmeticAndPrintingMatch)
+TEST(CrossCheckGmp, DecimalArithmeticMatches)
 {
     DecimalPlacesGuard guard;
     std::mt19937_64 rng(3);
@@ -1039,16 +866,6 @@ TEST(CrossCheckGmp, DecimalArithmeticAndPrintingMatch)
             EXPECT_EQ(RefText(RoundTo(quot, 30)), (a / b).ToString());
         }
 
-        unsigned long k = rng() % 33;
-        bool bFullWidth = true;
-        std::string strFixed = RefFixed(ra.ref, k, bFullWidth);
-        EXPECT_EQ(strFixed, a.ToString(static_cast<int>(k))) << "places " << k;
-        if (bFullWidth)
-        {
-            // Wherever the fixed text has all its places, it is plain rounding half away from zero.
-            std::string strMag = strFixed[0] == '-' ? strFixed.substr(1) : strFixed;
-            EXPECT_EQ(RefHalfAwayMagnitude(ra.ref, k), strMag) << "places " << k;
-        }
         EXPECT_EQ(RefText(RoundTo(ra.ref, 0)), a.ToBigInteger().ToString());
     }
 }

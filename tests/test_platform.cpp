@@ -116,14 +116,10 @@ TEST(Time, FileTimeToSystemTime)
     Platform::FileTime ft{static_cast<uint32_t>(q), static_cast<uint32_t>(q >> 32)};
     Platform::SystemTime st;
     ASSERT_TRUE(Platform::FileTimeToSystemTime(ft, st));
-    EXPECT_EQ(2000, st.wYear);
-    EXPECT_EQ(2, st.wMonth);
-    EXPECT_EQ(29, st.wDay);
-    EXPECT_EQ(2, st.wDayOfWeek);  // a Tuesday
-    EXPECT_EQ(12, st.wHour);
-    EXPECT_EQ(34, st.wMinute);
-    EXPECT_EQ(56, st.wSecond);
-    EXPECT_EQ(789, st.wMilliseconds);
+    // Fields in order, the weekday (a Tuesday) in its place.
+    EXPECT_EQ((std::vector<int>{2000, 2, 2, 29, 12, 34, 56, 789}),
+              (std::vector<int>{st.wYear, st.wMonth, st.wDayOfWeek, st.wDay, st.wHour, st.wMinute, st.wSecond,
+                                st.wMilliseconds}));
     Platform::FileTime zero{0, 0};
     ASSERT_TRUE(Platform::FileTimeToSystemTime(zero, st));
     EXPECT_EQ(1601, st.wYear);

@@ -27,8 +27,11 @@ struct SwitchGuard
 
 // ---- conversions ----
 
-TEST(Encoder, LocalToUtf8InAUtf8LocalCodePage)
+TEST(Encoder, LocalToUtf8AndUtf16InAUtf8LocalCodePage)
 {
+    // UTF-16 has no byte order mark and two bytes a unit: A, e-acute and a surrogate pair.
+    EXPECT_EQ(std::string("A\0\xE9\0\x3D\xD8\x00\xDE", 8), Bytes(LocalToUtf16("A\xC3\xA9\xF0\x9F\x98\x80")));
+    EXPECT_EQ(0u, LocalToUtf16("").GetLength());
     EXPECT_EQ(0u, LocalToUtf8("").GetLength());
     EXPECT_EQ(0u, LocalToUtf8(static_cast<const char*>(nullptr)).GetLength());
     EXPECT_EQ("plain", Bytes(LocalToUtf8("plain")));
@@ -58,14 +61,6 @@ TEST(Encoder, AsciiOnlyLeavesUtf8OutputAloneButNotUtf16)
     EXPECT_EQ(std::string("\xE9\0", 2), Bytes(LocalToUtf16("\xE9")));
     ASCIIOnly(false);
     EXPECT_EQ("caf\xC3\xA9", Bytes(LocalToUtf8("caf\xE9")));
-}
-
-TEST(Encoder, LocalToUtf16HasNoByteOrderMarkAndTwoBytesPerUnit)
-{
-    CBinaryData data = LocalToUtf16("A\xC3\xA9\xF0\x9F\x98\x80");
-    // A, e-acute and a surrogate pair: four units.
-    EXPECT_EQ(std::string("A\0\xE9\0\x3D\xD8\x00\xDE", 8), Bytes(data));
-    EXPECT_EQ(0u, LocalToUtf16("").GetLength());
 }
 
 TEST(Encoder, WideToUtf8)
@@ -227,13 +222,6 @@ TEST(FileTextStream, Utf8WithoutByteOrderMarkAndEmptyDocument)
     EXPECT_EQ("\xFF\xFE", ReadFileBytes(strPath));
 }
 
-TEST(FileTextStream, FileInAMissingDirectory)
-{
-    std::string strPath = TempPath("no-such-dir/f.xml");
-    CFileTextStream s(strPath.c_str(), XmlEncoding_UTF8);
-    EXPECT_KR_THROW(s.Start(), CKrException, "Failed to write data to the file [" + strPath + "] error [0x00000002]");
-}
-
 TEST(FileTextStream, EncodingNoneFailsAtTheFirstFlushHavingCreatedTheFile)
 {
     std::string strPath = TempPath("fts-none.txt");
@@ -244,16 +232,6 @@ TEST(FileTextStream, EncodingNoneFailsAtTheFirstFlushHavingCreatedTheFile)
     EXPECT_EQ("", ReadFileBytes(strPath));
     // Closed after the failure: nothing restarts it.
     EXPECT_KR_THROW(s.End(), CKrException, "The file [" + strPath + "] is not open for writing");
-}
-
-TEST(FileTextStream, FullDiskSurfacesAtTheNextWait)
-{
-    CFileTextStream s("/dev/full", XmlEncoding_UTF8);
-    s.Start();
-    s.Write(std::string(CFileTextStream::kBlockSize, 'x'));
-    s.Flush();  // starts the write; its failure shows when it is waited for
-    s.Write("tail");
-    EXPECT_KR_THROW(s.End(), CKrException, "Failed to write data to the file. Error [0x0000001C]");
 }
 
 TEST(FileTextStream, DestructorWithoutEndLeavesWhatWasWritten)
@@ -302,16 +280,6 @@ TEST(FileBinaryStream, ByteOrderMarkOnlyForUtf16)
     CFileBinaryStream empty(strPath.c_str(), XmlEncoding_UTF8);
     empty.WriteToFile();
     EXPECT_EQ("", ReadFileBytes(strPath));
-}
-
-TEST(FileBinaryStream, Failures)
-{
-    std::string strPath = TempPath("missing/x.bin");
-    CFileBinaryStream missing(strPath.c_str(), XmlEncoding_UTF8, CBinaryData("x"));
-    EXPECT_KR_THROW(missing.WriteToFile(), CKrException,
-                    "Failed to write data to the file [" + strPath + "] error [0x00000002]");
-    CFileBinaryStream full("/dev/full", XmlEncoding_UTF16, CBinaryData("x"));
-    EXPECT_KR_THROW(full.WriteToFile(), CKrException, "Failed to write data to the file [/dev/full] error [0x0000001C]");
 }
 
 } // namespace

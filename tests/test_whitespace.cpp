@@ -8,31 +8,19 @@ namespace {
 
 typedef CWhitespaceUtils WS;
 
-TEST(Whitespace, Collapse)
+TEST(Whitespace, CollapseReplacePreserve)
 {
-    EXPECT_EQ("a b", WS::Collapse("  a \t\r\n b  "));
-    EXPECT_EQ("", WS::Collapse("   "));
-    EXPECT_EQ("", WS::Collapse(""));
-    EXPECT_EQ("a b c", WS::Collapse("a  b\n\nc"));
-    EXPECT_EQ("abc", WS::Collapse("abc"));
-    EXPECT_EQ("a\xC2\xA0" "b", WS::Collapse("a\xC2\xA0" "b"));  // only the four XML blanks count
-}
-
-TEST(Whitespace, Replace)
-{
-    EXPECT_EQ("a b", WS::Replace("a\r\nb"));
-    EXPECT_EQ("a  b", WS::Replace("a\n\rb"));
-    EXPECT_EQ("  a  ", WS::Replace("\t\ra\n\t"));
-    EXPECT_EQ(" ", WS::Replace("\r"));
-    EXPECT_EQ("untouched text", WS::Replace("untouched text"));
-}
-
-TEST(Whitespace, Preserve)
-{
-    EXPECT_EQ("a\nb\nc", WS::Preserve("a\r\nb\rc"));
-    EXPECT_EQ("\n\n", WS::Preserve("\r\r\n"));
-    EXPECT_EQ("\n", WS::Preserve("\r"));
-    EXPECT_EQ("a\tb\n", WS::Preserve("a\tb\n"));
+    // Only the four XML blanks count; a no-break space is text.
+    const char* const aCollapse[][2] = {{"  a \t\r\n b  ", "a b"}, {"   ", ""},        {"", ""},
+                                        {"a  b\n\nc", "a b c"},     {"abc", "abc"},    {"a\xC2\xA0" "b", "a\xC2\xA0" "b"}};
+    for (const auto& c : aCollapse)
+        EXPECT_EQ(c[1], WS::Collapse(c[0])) << c[0];
+    const char* const aReplace[][2] = {{"a\r\nb", "a b"}, {"a\n\rb", "a  b"}, {"\t\ra\n\t", "  a  "}, {"\r", " "}};
+    for (const auto& c : aReplace)
+        EXPECT_EQ(c[1], WS::Replace(c[0])) << c[0];
+    const char* const aPreserve[][2] = {{"a\r\nb\rc", "a\nb\nc"}, {"\r\r\n", "\n\n"}, {"a\tb\n", "a\tb\n"}};
+    for (const auto& c : aPreserve)
+        EXPECT_EQ(c[1], WS::Preserve(c[0])) << c[0];
     EXPECT_EQ("x\ny", WS::Preserve("x\r\nyz", 4));
     EXPECT_EQ("", WS::Preserve(nullptr, 3));
     EXPECT_EQ("", WS::Preserve("abc", -1));
@@ -67,11 +55,9 @@ TEST(TextHelpers, FormatZeroPadded)
 
 TEST(TextHelpers, TrimTrailingZeros)
 {
-    EXPECT_EQ("0", TrimTrailingZeros("000"));
-    EXPECT_EQ("5", TrimTrailingZeros("500"));
-    EXPECT_EQ("05", TrimTrailingZeros("050"));
-    EXPECT_EQ("123", TrimTrailingZeros("123"));
-    EXPECT_EQ("", TrimTrailingZeros(""));
+    const char* const aCases[][2] = {{"000", "0"}, {"500", "5"}, {"050", "05"}, {"123", "123"}, {"", ""}};
+    for (const auto& c : aCases)
+        EXPECT_EQ(c[1], TrimTrailingZeros(c[0])) << c[0];
 }
 
 TEST(TextHelpers, FormatFraction)
