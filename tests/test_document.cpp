@@ -1,5 +1,7 @@
 #include "testsupport.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <functional>
 
@@ -313,6 +315,18 @@ TEST(XmlDocument, FileErrorsCarryTheNameAndCode)
     EXPECT_KR_THROW(doc.Load("/nonexistent/dir/x.xml"), CKrException,
                     "Failed to open the file [/nonexistent/dir/x.xml] Error [0x00000002]");
     EXPECT_KR_THROW(doc.Load("/tmp"), CKrException, "Failed to open the file [/tmp] Error [0x00000015]");
+
+    // A file beyond the 32-bit size a document can hold is refused before anything is read.
+    // Sparse, so it costs no disk.
+    const std::string strHuge = TempPath("huge.xml");
+    KrXmlTest::WriteFileBytes(strHuge, "<a/>");
+    if (::truncate(strHuge.c_str(), 5LL << 30) == 0)
+    {
+        EXPECT_KR_THROW(doc.Load(strHuge.c_str()), CKrException,
+                        "Failed to get the size of the file [" + strHuge + "] Error [0x0000001b]");
+        EXPECT_EQ(nullptr, doc.GetDocumentElement());
+    }
+    ::unlink(strHuge.c_str());
 }
 
 // ---- an object read by every road ----
