@@ -165,6 +165,11 @@ bool PatternPasses(const char* name, const std::string& value, const std::string
 {
     try
     {
+        // Most patterns are ASCII and need no conversion or copy.
+        CUtf8IdentityCheck identity;
+        identity.Feed(strPattern.data(), strPattern.size());
+        if (identity.IsIdentity())
+            return MatchesPattern(strPattern, value);
         CBinaryData utf8 = LocalToUtf8(strPattern.data(), strPattern.size());
         return MatchesPattern(std::string(reinterpret_cast<const char*>(utf8.GetData()), utf8.GetLength()), value);
     }
@@ -191,6 +196,14 @@ template <ItemType K>
         throw CKrException(FormatString("Invalid Value for %s [%s].", name, Kind<K>::Text(value).c_str()));
     else
         throw CKrException(FormatString("Invalid Value for %s [%s].", name, value.ToString().c_str()));
+}
+
+// Most rows restrict nothing; for them the value need not even be read out of the variant.
+bool HasAnyFacet(const CPrimitiveRestrictions& f)
+{
+    return !f.m_strPattern.empty() || !f.m_strMinInclusive.empty() || !f.m_strMaxInclusive.empty() ||
+           !f.m_strMinExclusive.empty() || !f.m_strMaxExclusive.empty() || f.m_lMinLength >= 0 ||
+           f.m_lMaxLength >= 0 || f.m_lLength >= 0 || f.m_lTotalDigits >= 0 || f.m_lFractionDigits >= 0;
 }
 
 std::string UnknownTypeText(const KrVariant& value)
@@ -288,7 +301,7 @@ void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, 
 {
     if (type < ItemType_hexBinary || type > ItemType_integer || type == ItemType_char)
         throw CKrInvalidValueException("Unknown type [" + UnknownTypeText(value) + "].");
-    if (!facets || value.IsNil())
+    if (!facets || value.IsNil() || !HasAnyFacet(*facets))
         return;
 
     switch (type)

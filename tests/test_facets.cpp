@@ -1,6 +1,7 @@
 #include "testsupport.h"
 
 #include "conversions.h"
+#include "functions.h"
 #include "krvariant.h"
 #include "primitiverestrictions.h"
 
@@ -172,6 +173,19 @@ TEST(Facets, PatternThatCannotBeAppliedWrapsTheCause)
     const std::string strTail = "\nInvalid Value for item [ab\xFF].";
     ASSERT_GT(strMessage.size(), strTail.size());
     EXPECT_EQ(strTail, strMessage.substr(strMessage.size() - strTail.size()));
+}
+
+// In a single-byte local code page the pattern is local text too: it is converted to UTF-8
+// before it is compiled, or "\xE4" would be an invalid UTF-8 pattern.
+TEST(Facets, PatternInTheLocalCodePage)
+{
+    SetLocalCharEncoding(1252);
+    const CPrimitiveRestrictions facets = Lengths(-1, -1, -1, "\xE4+");
+    const std::string strMatch = Check(ItemType_string, "\xE4\xE4", facets);
+    const std::string strNoMatch = Check(ItemType_string, "a", facets);
+    SetLocalCharEncoding(0);
+    EXPECT_EQ("", strMatch);
+    EXPECT_EQ("Invalid Value for item [a].", strNoMatch);
 }
 
 TEST(Facets, KindsWithoutChecksAndAbsentValues)
