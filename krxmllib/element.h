@@ -13,6 +13,10 @@
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
+namespace KrXmlLib16Data {
+class CElementInfo;
+} // namespace KrXmlLib16Data
+
 namespace KrXmlLib16 {
 
 class CElementCol;
@@ -113,6 +117,7 @@ class CElementCol : public CXmlCollection, public CInstanceMonitor
 {
     friend class CElement;
     friend class CElementBuilder;
+    friend class KrXmlLib16Data::CElementInfo;  // wildcard rows with a fixed name
 
 public:
     KR_ARENA_ALLOCATION

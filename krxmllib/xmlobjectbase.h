@@ -11,6 +11,11 @@
 #include "serializationcontext.h"
 #include "xmlenums.h"
 
+namespace KrXmlLib16Data {
+class CElementInfo;
+class CAttributeInfo;
+} // namespace KrXmlLib16Data
+
 namespace KrXmlLib16 {
 
 class CXmlObjectBase;
@@ -58,6 +63,11 @@ protected:
 
 class CXmlObjectBase : public IEventSink
 {
+    // The roots of the metadata rows forward to the protected operations of the objects they
+    // read and write; the rows themselves reach them only through those forwarders.
+    friend class KrXmlLib16Data::CElementInfo;
+    friend class KrXmlLib16Data::CAttributeInfo;
+
 public:
     CXmlObjectBase() = default;
     CXmlObjectBase(const CXmlObjectBase& other) : IEventSink(other), m_strElementName(other.m_strElementName) {}
@@ -129,6 +139,8 @@ protected:
                                      bool bOptionalChoice) = 0;
 
     std::string GetElementName() const { return m_strElementName; }
+    // The name without a copy, for the writers' hot paths.
+    const std::string& ElementName() const { return m_strElementName; }
     void SetElementName(const char* lpName) { m_strElementName = lpName ? lpName : ""; }
     static void SetElementName(CXmlObjectBase* pObject, const char* lpName) { pObject->SetElementName(lpName); }
 
