@@ -41,6 +41,7 @@
 #include "xmlgeneratedclass.h"
 #include "xmlobjectbase.h"
 #include "xmltextwriter.h"
+#include "xmltypecollection.h"
 #include "xmlwriter.h"
 
 #endif
