@@ -1,74 +1,67 @@
-// Reads a purchase order into a hand-written bound class and prints a summary: the smallest
-// complete use of the library's reading road.
+// Reads a purchase order into its bound classes, prints a summary from the typed accessors,
+// changes a value and writes the order back: the library's main job in one small program.
+//
+//   po_summary INPUT.xml [OUTPUT.xml]
 #include <cstdio>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
-#include "krxmllib.h"
+#include "purchaseorder.h"
 
 using namespace KrXmlLib16;
-
-class CPurchaseOrder : public CXmlObjectBase
-{
-public:
-    struct Item
-    {
-        std::string strSku, strName, strQuantity, strPrice;
-    };
-    std::string m_strId, m_strDate, m_strCustomer;
-    std::vector<Item> m_items;
-
-    CXmlObjectBase* GetBase() override { return this; }
-    std::string GetNamespace() const override { return "urn:example:po"; }
-
-protected:
-    std::string GetTargetNamespace() const override { return "urn:example:po"; }
-    void ToXml_Int(CXmlWriter*, bool, const char*, const CSerializationContext&, bool) const override {}
-
-    CXmlElement* FromXml_Int(CXmlElement* pElement, CXmlElement* pChild, const CSerializationContext&, bool) override
-    {
-        if (pElement->GetLocalName() != "purchaseOrder" || pElement->GetNamespaceURI() != GetNamespace())
-            throw CKrValidationException("Expected a purchaseOrder element", pElement->GetXPath());
-        m_strId = pElement->GetAttribute("id", "");
-        m_strDate = pElement->GetAttribute("orderDate", "");
-        for (; pChild; pChild = pChild->GetNextSiblingElement())
-        {
-            if (pChild->GetLocalName() == "customer")
-                m_strCustomer = ChildText(pChild, "name");
-            else if (pChild->GetLocalName() == "item")
-                m_items.push_back(Item{pChild->GetAttribute("sku", ""), ChildText(pChild, "name"),
-                                       ChildText(pChild, "quantity"), ChildText(pChild, "price")});
-        }
-        return nullptr;
-    }
-
-private:
-    static std::string ChildText(const CXmlElement* pParent, const char* lpName)
-    {
-        for (const CXmlElement* p = pParent->GetFirstElement(); p; p = p->GetNextSiblingElement())
-            if (p->GetLocalName() == lpName)
-                return p->GetText();
-        return std::string();
-    }
-};
+using namespace PurchaseOrder;
 
 int main(int argc, char** argv)
 {
-    if (argc != 2)
+    if (argc < 2 || argc > 3)
     {
-        std::fprintf(stderr, "usage: po_summary FILE.xml\n");
+        std::fprintf(stderr, "usage: po_summary INPUT.xml [OUTPUT.xml]\n");
         return 2;
     }
     try
     {
-        CSmartPtr<CPurchaseOrder> pOrder(new CPurchaseOrder);
-        pOrder->FromXmlFile(argv[1], CSerializationContext::GetDefaultContext());
-        std::printf("order %s of %s for %s, %zu items\n", pOrder->m_strId.c_str(), pOrder->m_strDate.c_str(),
-                    pOrder->m_strCustomer.c_str(), pOrder->m_items.size());
-        for (const auto& item : pOrder->m_items)
-            std::printf("  %-12s %6s x %10s  %s\n", item.strSku.c_str(), item.strQuantity.c_str(), item.strPrice.c_str(),
-                        item.strName.c_str());
+        const CSerializationContext& ctx = CSerializationContext::GetDefaultContext();
+        CSmartPtr<CPurchaseOrderType> spOrder(new CPurchaseOrderType);
+        spOrder->FromXmlFile(argv[1], ctx);
+
+        CSmartPtr<CCustomerType> spCustomer = spOrder->GetCustomer();
+        std::printf("order %d of %s, %s, currency %s\n", static_cast<int>(spOrder->GetId()),
+                    CConversions::dateToString(spOrder->GetOrderDate()).c_str(),
+                    StatusTypeToString(spOrder->GetStatus()), spOrder->GetCurrency().c_str());
+        std::printf("customer %s <%s>, %s %s\n", spCustomer->GetName().c_str(), spCustomer->GetEmail().c_str(),
+                    spCustomer->GetAddress()->GetCity().c_str(), spCustomer->GetAddress()->GetCountry().c_str());
+
+        CDecimal total;
+        int nItems = 0;
+        for (CItemType* pItem : *spOrder->GetItem())
+        {
+            CDecimal line = pItem->GetPrice() * CDecimal(static_cast<int64_t>(pItem->GetQuantity()));
+            total = total + line;
+            if (++nItems <= 5)
+                std::printf("  %-10s %5d x %10s = %12s  %s%s\n", pItem->GetSku().c_str(),
+                            static_cast<int>(pItem->GetQuantity()), pItem->GetPrice().ToString().c_str(),
+                            line.ToString().c_str(), pItem->GetName().c_str(), pItem->GetGift() ? " (gift)" : "");
+        }
+        if (nItems > 5)
+            std::printf("  ... %d more items\n", nItems - 5);
+        std::printf("%d items, total %s %s\n", nItems, total.ToString().c_str(), spOrder->GetCurrency().c_str());
+
+        // Change the order and write it back: the status goes to shipped, a note is added.
+        spOrder->SetStatus(StatusType_shipped);
+        spOrder->SetNote("Shipped in full.");
+        CSerializationContext out;
+        out.SetDefaultNamespaceURI(kNamespace);
+        out.SetIndentChars("  ");
+        if (argc == 3)
+        {
+            spOrder->ToXmlFile(argv[2], true, true, XmlEncoding_UTF8, EOLType_LF, out, CompressionType_None);
+            std::printf("written to %s\n", argv[2]);
+        }
+        else
+        {
+            std::string strXml = spOrder->ToXml(true, true, EOLType_LF, out);
+            std::printf("written back (%zu bytes), its head:\n%s\n", strXml.size(),
+                        strXml.substr(0, strXml.find("<item")).c_str());
+        }
         return 0;
     }
     catch (const CKrException& e)

@@ -4,7 +4,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <memory>
+#include <unordered_map>
 #include <vector>
+
+#include "krcriticalsection.h"
 
 #include "patternmatcher.h"
 #include "platform.h"
@@ -183,10 +188,75 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
     }
 }
 
+namespace {
+
+// Compiled patterns, shared by every thread: facet checks meet the same few patterns for every
+// value, and compiling costs far more than matching. A matcher is reentrant, so the lock guards
+// only the table. Bounded: past kMaxPatterns the oldest entry goes (its holders keep it alive).
+class CPatternCache
+{
+public:
+    std::shared_ptr<const CPatternMatcher> Get(const std::string& patternUtf8)
+    {
+        {
+            CKRLock lock(m_cs);
+            auto it = m_matchers.find(patternUtf8);
+            if (it != m_matchers.end())
+                return it->second;
+        }
+        // Compiled outside the lock; a pattern that doesn't compile raises here and is not kept.
+        auto spMatcher = std::make_shared<const CPatternMatcher>(patternUtf8);
+        CKRLock lock(m_cs);
+        auto inserted = m_matchers.emplace(patternUtf8, spMatcher);
+        if (inserted.second)
+        {
+            m_order.push_back(patternUtf8);
+            if (m_order.size() > kMaxPatterns)
+            {
+                m_matchers.erase(m_order.front());
+                m_order.pop_front();
+            }
+        }
+        return inserted.first->second;
+    }
+
+private:
+    static const size_t kMaxPatterns = 256;
+    CKRCriticalSection m_cs;
+    std::unordered_map<std::string, std::shared_ptr<const CPatternMatcher>> m_matchers;
+    std::deque<std::string> m_order;
+};
+
+// This thread's most recent patterns, looked at before the shared table's lock.
+struct CRecentPatterns
+{
+    static const int kSize = 4;
+    std::string patterns[kSize];
+    std::shared_ptr<const CPatternMatcher> matchers[kSize];
+    int iNext = 0;
+};
+
+CPatternCache& PatternCache()
+{
+    // Never destroyed: facet checks may run from other static destructors at exit.
+    static CPatternCache* s_pCache = new CPatternCache;
+    return *s_pCache;
+}
+
+} // namespace
+
 bool MatchesPattern(const std::string& patternUtf8, const std::string& value)
 {
-    CPatternMatcher matcher(patternUtf8);
-    return matcher.Matches(value);
+    thread_local CRecentPatterns t_recent;
+    for (int i = 0; i < CRecentPatterns::kSize; ++i)
+        if (t_recent.matchers[i] && t_recent.patterns[i] == patternUtf8)
+            return t_recent.matchers[i]->Matches(value);
+    std::shared_ptr<const CPatternMatcher> spMatcher = PatternCache().Get(patternUtf8);
+    int i = t_recent.iNext;
+    t_recent.iNext = (i + 1) % CRecentPatterns::kSize;
+    t_recent.patterns[i] = patternUtf8;
+    t_recent.matchers[i] = spMatcher;
+    return spMatcher->Matches(value);
 }
 
 } // namespace KrXmlLib16

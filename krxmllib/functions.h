@@ -59,8 +59,8 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
 // ---- pattern facet ----
 
 // True when the whole of value, text in the local character encoding, matches the XSD pattern
-// given in UTF-8. The pattern is compiled anew for each call; CPatternMatcher (patternmatcher.h)
-// compiles once for many values. Raises CKrException with "Invalid Regular Expression: ..." if
+// given in UTF-8. Compiled patterns are kept in a bounded cache shared by all threads;
+// CPatternMatcher (patternmatcher.h) is the way to hold one compiled pattern yourself. Raises CKrException with "Invalid Regular Expression: ..." if
 // the pattern does not compile or is not UTF-8, and CKrInvalidValueException if value holds
 // bytes that are not valid in the local encoding.
 bool MatchesPattern(const std::string& patternUtf8, const std::string& value);

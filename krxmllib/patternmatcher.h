@@ -1,5 +1,5 @@
 // An XSD pattern facet translated into a PCRE2 expression and compiled once, so that many
-// values can be matched against it. MatchesPattern (functions.h) compiles one per check.
+// values can be matched against it. MatchesPattern (functions.h) keeps such matchers in a cache.
 #ifndef KRXMLLIB_PATTERNMATCHER_H
 #define KRXMLLIB_PATTERNMATCHER_H
 
