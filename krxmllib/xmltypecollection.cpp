@@ -119,7 +119,7 @@ KRXML_KIND_TEXT(ItemType_monthDay, monthDay)
 // The add event comes first, so a listener sees even an add that then fails its range or
 // facet check; the complete and change events follow only a stored value.
 template <ItemType K, typename T>
-void CXmlTypeCollectionOf<K, T>::AddAt(int iIndex, const T& value)
+void CXmlTypeCollectionOf<K, T>::AddAt(int iIndex, ArgType value)
 {
     FireOnCollectionAdd(const_cast<T*>(&value));
     if (iIndex < 0 || iIndex > GetCount())

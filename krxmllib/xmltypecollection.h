@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "biginteger.h"
@@ -71,6 +72,8 @@ class CXmlTypeCollectionOf : public CXmlTypeCollection
 {
 public:
     typedef typename std::vector<T>::const_iterator const_iterator;
+    // Numbers and bool go in by value, class-type values by const reference.
+    typedef typename std::conditional<std::is_class<T>::value, const T&, T>::type ArgType;
 
     int GetCount() const override { return static_cast<int>(m_items.size()); }
     void Clear() override
@@ -80,8 +83,8 @@ public:
     }
     void Remove(int iIndex) override;
 
-    void Add(const T& value) { AddAt(GetCount(), value); }
-    void AddAt(int iIndex, const T& value);
+    void Add(ArgType value) { AddAt(GetCount(), value); }
+    void AddAt(int iIndex, ArgType value);
     T Item(int iIndex) const
     {
         if (iIndex < 0 || iIndex >= GetCount())
