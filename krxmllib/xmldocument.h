@@ -1,4 +1,9 @@
 // The read-only tree of one input document, and the loaders that fill it.
+//
+// Ownership: the document owns its input buffer and every element and attribute of its tree.
+// The pointers it hands out are valid until the next load or the document's end; a caller
+// keeps copies of the strings, never the nodes. The context is borrowed and must outlive the
+// document, as must a content sink given to SetContentSink.
 #ifndef KRXMLLIB_XMLDOCUMENT_H
 #define KRXMLLIB_XMLDOCUMENT_H
 

@@ -1,5 +1,12 @@
 // The root of every bound object: reference count, element name and the public entry points
 // that read an object from, and write it to, XML text, JSON and Fast Infoset.
+//
+// Ownership: an object is counted and owned by its references (CSmartPtr); it starts at 0 and
+// deletes itself when the last reference goes, so it is made with new and never deleted by
+// hand. A parent owns its children through its properties, a collection one reference on each
+// item. The entry points borrow the context and the input for the call and keep nothing of
+// them: what the object holds afterwards is its own copy. A listener (IEventSink) is not owned
+// by what it listens to.
 #ifndef KRXMLLIB_XMLOBJECTBASE_H
 #define KRXMLLIB_XMLOBJECTBASE_H
 
