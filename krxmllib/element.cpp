@@ -451,7 +451,7 @@ private:
 
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
-        if (!CXmlObjectBase::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
+        if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
                                               m_root.m_strTargetNamespace.c_str()))
         {
             std::string strPath = "/";

@@ -248,7 +248,7 @@ TEST(InstanceMonitor, ApplicationGlobalsMayOutliveTheLibrarysStatics)
     ASSERT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0) << "status " << iStatus << "\n" << strOut;
     EXPECT_EQ(std::string::npos, strOut.find("Sanitizer")) << strOut;
     const char* const aExpected[] = {
-        "<AA:kept xmlns:AA=\"urn:k\"><AA:child/></AA:kept>\n"
+        "<AA:kept xmlns:AA=\"urn:k\"><AA:child/></AA:kept>\n",
         "<AA:kept xmlns:AA=\"urn:k\" xmlns:AB=\"urn:x\" AB:extra=\"1\"><AA:child/></AA:kept>\n",
         "Dumping Class instances\n",
         "--> CElement = 2/2\n",
