@@ -233,6 +233,24 @@ TEST(InstanceMonitor, ReportMarksLiveClasses)
                       "Instances of classes still in existence/Total Number of instances created\n"));
 }
 
+TEST(InstanceMonitor, CleanupKeepsTheRecordsOfLiveInstances)
+{
+    struct CRetiree : CInstanceMonitor
+    {
+        CRetiree() : CInstanceMonitor("CTestRetiree") {}
+    };
+    std::unique_ptr<CRetiree> spOld(new CRetiree);
+    CInstanceMonitor::Cleanup();
+    EXPECT_EQ(std::string::npos, CInstanceMonitor::DumpState().find("CTestRetiree"));
+    {
+        CRetiree copy(*spOld);  // counts into the record that Cleanup kept
+        spOld.reset();
+        CRetiree fresh;  // a new record
+        EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("--> CTestRetiree = 1/1"));
+    }  // the copy, the last of the old record, frees it
+    EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("    CTestRetiree = 0/1"));
+}
+
 // Globals of an application that die after the library's own statics still find their
 // instance records, and the report still goes out at unload.
 TEST(InstanceMonitor, ApplicationGlobalsMayOutliveTheLibrarysStatics)
