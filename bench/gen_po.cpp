@@ -33,7 +33,7 @@ bool ParseNumber(const char* lpText, unsigned long long& qwValue)
 int main(int argc, char** argv)
 {
     unsigned long long qwItems = 100, qwSeed = 42;
-    for (int i = 1; i < argc; ++i)
+    for (int i = 1; i < argc; i += 2)
     {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0)
         {
@@ -45,7 +45,6 @@ int main(int argc, char** argv)
             return Usage((std::string("unknown argument ") + argv[i]).c_str());
         if (i + 1 >= argc || !ParseNumber(argv[i + 1], bItems ? qwItems : qwSeed))
             return Usage((std::string(argv[i]) + " needs a number").c_str());
-        ++i;
     }
     bool bFailed = false;
     KrXmlBench::CPurchaseOrderGenerator(qwSeed).Generate(static_cast<size_t>(qwItems), [&](const char* p, size_t n) {

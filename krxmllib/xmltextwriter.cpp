@@ -39,13 +39,13 @@ struct EscapeTables
                 code = Esc_Forbidden;
             content[c] = attribute[c] = code;
         }
-        content['\n'] = Esc_LineFeedContent;
-        attribute['\n'] = Esc_LineFeedAttr;
-        content['\r'] = attribute['\r'] = Esc_Drop;
-        attribute['"'] = Esc_Quot;
-        content['&'] = attribute['&'] = Esc_Amp;
-        content['<'] = attribute['<'] = Esc_Lt;
-        content['>'] = attribute['>'] = Esc_Gt;
+        content[0x0A] = Esc_LineFeedContent;
+        attribute[0x0A] = Esc_LineFeedAttr;
+        content[0x0D] = attribute[0x0D] = Esc_Drop;
+        attribute[0x22] = Esc_Quot;  // "
+        content[0x26] = attribute[0x26] = Esc_Amp;  // &
+        content[0x3C] = attribute[0x3C] = Esc_Lt;  // <
+        content[0x3E] = attribute[0x3E] = Esc_Gt;  // >
     }
 };
 
