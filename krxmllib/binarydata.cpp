@@ -104,6 +104,20 @@ public:
     CKRCriticalSection m_cs;
 };
 
+namespace {
+
+// Takes over pData; frees it if the record can't be made, so that a caller that has handed it
+// over can't leak it.
+CBinaryDataBuffer* AdoptBuffer(unsigned char* pData, uint32_t dwLen)
+{
+    std::unique_ptr<unsigned char[]> owned(pData);
+    CBinaryDataBuffer* pBuffer = new CBinaryDataBuffer(pData, dwLen, true);
+    owned.release();
+    return pBuffer;
+}
+
+} // namespace
+
 CBinaryData::CBinaryData(const CBinaryData& other) : m_pBuffer(other.m_pBuffer)
 {
     if (m_pBuffer)
@@ -118,7 +132,7 @@ CBinaryData::CBinaryData(unsigned char* const data, uint32_t length, bool takeOw
             delete[] data;
         return;
     }
-    m_pBuffer = takeOwnership ? new CBinaryDataBuffer(data, length, true) : new CBinaryDataBuffer(data, length);
+    m_pBuffer = takeOwnership ? AdoptBuffer(data, length) : new CBinaryDataBuffer(data, length);
 }
 
 CBinaryData::CBinaryData(const char* text) : m_pBuffer(nullptr)
@@ -325,7 +339,7 @@ void CBinaryData::SetAsHexString(const char* text)
     unsigned char* p = nullptr;
     uint32_t n = ConvertToHexData(text, &p);
     if (n)
-        m_pBuffer = new CBinaryDataBuffer(p, n, true);
+        m_pBuffer = AdoptBuffer(p, n);
 }
 
 std::string CBinaryData::GetAsBase64() const
@@ -342,15 +356,12 @@ void CBinaryData::SetAsBase64(const char* text)
     size_t n = text ? std::strlen(text) : 0;
     if (n == 0)
         return;
-    unsigned char* p = new unsigned char[n + 1];
+    std::unique_ptr<unsigned char[]> p(new unsigned char[n + 1]);
     CBase64 codec;
-    uint32_t dwLen = codec.Decode(text, p);
+    uint32_t dwLen = codec.Decode(text, p.get());
     if (dwLen == 0)
-    {
-        delete[] p;
         return;
-    }
-    m_pBuffer = new CBinaryDataBuffer(p, dwLen, true);
+    m_pBuffer = AdoptBuffer(p.release(), dwLen);
 }
 
 } // namespace KrXmlLib16

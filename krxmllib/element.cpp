@@ -413,10 +413,12 @@ public:
     void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
                      size_t nNamespace) override
     {
-        // An element's own attribute list takes any namespace.
+        // An element's own attribute list takes any namespace. The list first: made lazily, it
+        // can fail, and the attribute would then have no owner.
+        CAttributeCol* pCol = m_stack.back()->Attributes();
         CAttribute* pAttribute = new CAttribute(std::string(pName, nName), std::string(pValue, nValue),
                                                 std::string(pNamespace, nNamespace));
-        Append(m_stack.back()->Attributes(), pAttribute);
+        Append(pCol, pAttribute);
     }
 
     void OnText(const char* pText, uint32_t dwLen) override

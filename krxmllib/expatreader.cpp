@@ -6,12 +6,28 @@
 
 #include "encoder.h"
 #include "functions.h"
+#include "internal/allocationhooks.h"
 #include "krexception.h"
 #include "platform.h"
 #include "serializationcontext.h"
 #include "xmldocument.h"
 
 namespace KrXmlLib16 {
+
+namespace {
+
+// Set only by tests, through SetExpatAllocator.
+bool g_bExpatAllocatorSet = false;
+XML_Memory_Handling_Suite g_expatAllocator;
+
+} // namespace
+
+void Internal::SetExpatAllocator(const ExpatAllocator* pAllocator)
+{
+    g_bExpatAllocatorSet = pAllocator != nullptr;
+    if (pAllocator)
+        g_expatAllocator = XML_Memory_Handling_Suite{pAllocator->pfnMalloc, pAllocator->pfnRealloc, pAllocator->pfnFree};
+}
 
 CExpatReader::CExpatReader(CXmlDocument& doc)
     : CInstanceMonitor("CExpatReader"),
@@ -49,7 +65,10 @@ void CExpatReader::Init()
     m_bConvert = !g_bASCIIOnly && !Platform::IsUtf8CodePage(g_uLocalCodePage);
     m_bNamespaces = m_doc.m_eSchemaType != SchemaType_NoNamespaces;
     // A null encoding lets Expat take it from a byte order mark or the declaration.
-    m_parser = m_bNamespaces ? XML_ParserCreateNS(nullptr, '|') : XML_ParserCreate(nullptr);
+    if (g_bExpatAllocatorSet)
+        m_parser = XML_ParserCreate_MM(nullptr, &g_expatAllocator, m_bNamespaces ? "|" : nullptr);
+    else
+        m_parser = m_bNamespaces ? XML_ParserCreateNS(nullptr, '|') : XML_ParserCreate(nullptr);
     if (!m_parser)
         throw CKrException("Failed to create the XML parser");
     XML_SetUserData(m_parser, this);

@@ -289,7 +289,16 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
                                        const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
 {
     pElement->m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
-    CXmlAttribute* pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+    CXmlAttribute* pAttr;
+    try
+    {
+        pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+    }
+    catch (...)
+    {
+        pElement->m_attributes.pop_back();  // no node for the room: the element's destructor mustn't meet it
+        throw;
+    }
     pElement->m_attributes.back() = pAttr;
     pAttr->m_strLocalName.assign(pLocalName, nLocalName);
     pAttr->m_strValue.assign(pValue, nValue);
