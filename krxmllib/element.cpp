@@ -429,8 +429,8 @@ private:
 
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
-        if (!CXmlObjectBase::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                                              m_root.m_strTargetNamespace.c_str()))
+        if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
+                                        m_root.m_strTargetNamespace.c_str()))
         {
             std::string strPath = "/";
             for (const auto& entry : m_rootAliases)
@@ -439,8 +439,8 @@ private:
                     strPath += entry.first + ":";
                     break;
                 }
-            throw CXmlObjectBase::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
-                                                            m_root.m_strTargetNamespace, strPath + strName);
+            throw CElement::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
+                                                      m_root.m_strTargetNamespace, strPath + strName);
         }
         m_bRootSeen = true;
         m_root.Attributes();  // the lists take the namespace the element had before the read
