@@ -60,9 +60,11 @@ const char kDoc[] = "<?xml version=\"1.0\"?>\n"
                     "<r xmlns=\"urn:a\" xmlns:p=\"urn:p\" p:x=\"1\" y=\"&lt;2\">"
                     "t1<p:c>in</p:c><![CDATA[<z>]]>t2<!-- gone --><?pi gone?>t3<e/></r>";
 
-std::vector<std::string> Feed(IXmlContentSink& sink, SchemaType eSchema, bool bStripCDATA, size_t nPiece)
+std::vector<std::string> Feed(IXmlContentSink& sink, SchemaType eSchema, bool bStripCDATA, size_t nPiece,
+                              uint32_t dwSlice = 0)
 {
     CExpatReader reader(sink, eSchema, bStripCDATA);
+    reader.SetSliceLength(dwSlice);
     reader.Init();
     const unsigned char* p = reinterpret_cast<const unsigned char*>(kDoc);
     size_t nLeft = std::strlen(kDoc);
@@ -94,6 +96,9 @@ TEST(ContentSink, PiecesOfAnySizeGiveTheSameEvents)
         CSectionSink sink;
         EXPECT_EQ(kWithSections, Feed(sink, SchemaType_Default, false, nPiece)) << "pieces of " << nPiece;
     }
+    // The reader's own slicing of one piece, as the callback route asks for it.
+    CSectionSink sliced;
+    EXPECT_EQ(kWithSections, Feed(sliced, SchemaType_Default, false, 1 << 20, 3));
 }
 
 TEST(ContentSink, ReaderOptions)
