@@ -371,11 +371,8 @@ void CElement::ReadDocumentElement(const CXmlDocument& doc, const CSerialization
     if (!pRoot)
         throw CKrException("Invalid or empty XML document");
     if (FromXml_Int(nullptr, pRoot, ctx, false) == pRoot)
-        throw CKrInvalidNamespaceException(
-            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                         pRoot->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
-                         m_strTargetNamespace.c_str()),
-            pRoot->GetXPath());
+        throw InvalidNamespaceException(pRoot->GetNamespaceURI(), m_strNamespaceRestrictions, m_strTargetNamespace,
+                                        pRoot->GetXPath());
 }
 
 void CElement::FromXml(const char* lpXml)
@@ -463,11 +460,8 @@ private:
                     strPath += entry.first + ":";
                     break;
                 }
-            throw CKrInvalidNamespaceException(
-                FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                             strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                             m_root.m_strTargetNamespace.c_str()),
-                strPath + strName);
+            throw CElement::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
+                                                      m_root.m_strTargetNamespace, strPath + strName);
         }
         m_bRootSeen = true;
         m_root.m_strName = strName;
@@ -520,10 +514,8 @@ void CElement::FromXmlElement(const CXmlElement* pElement, const CSerializationC
         throw CKrInvalidParamException("The element to read from is NULL");
     CXmlElement* p = const_cast<CXmlElement*>(pElement);
     if (FromXml_Int(nullptr, p, ctx, false) == p)
-        throw CKrInvalidNamespaceException(
-            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                         p->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()),
-            p->GetXPath());
+        throw InvalidNamespaceException(p->GetNamespaceURI(), m_strNamespaceRestrictions, m_strTargetNamespace,
+                                        p->GetXPath());
 }
 
 // ---- writing ----

@@ -166,9 +166,7 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
     Cleanup();
     if (dwLen == 0 || !pData)
         throw CKrException("XML Stream is empty!");
-    CExpatReader reader(*this);
-    reader.Init();
-    reader.Parse(pData, dwLen, true);
+    ParseXmlText(pData, dwLen);
 }
 
 void CXmlDocument::Load(const char* lpFileName)
@@ -204,9 +202,19 @@ void CXmlDocument::Parse()
 
 void CXmlDocument::ParseText()
 {
-    CExpatReader reader(*this);
+    ParseXmlText(m_pBuffer, m_dwBufferLen);
+}
+
+void CXmlDocument::ParseXmlText(const unsigned char* pData, uint32_t dwLen)
+{
+    CExpatReader reader(*m_pSink, m_eSchemaType, m_pContext->GetStripCDATA());
+    // A caller that consumes elements as they close keeps memory flat only if the parser's
+    // own copy of the input stays small as well; a whole tree costs several times the input
+    // anyway.
+    if (m_pfnElementEnd)
+        reader.SetSliceLength(256 * 1024);
     reader.Init();
-    reader.Parse(true);
+    reader.Parse(pData, dwLen, true);
 }
 
 // ---- namespaces ----

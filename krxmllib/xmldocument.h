@@ -23,11 +23,11 @@
 namespace KrXmlLib16 {
 
 class CSerializationContext;
-class CExpatReader;
 
+// Readers fill the document only through its IXmlContentSink, the same interface through which
+// they feed any other receiver.
 class CXmlDocument : public CInstanceMonitor, private IXmlContentSink
 {
-    friend class CExpatReader;
     friend class CXmlElement;
 
 public:
@@ -105,9 +105,14 @@ private:
     }
     void OnText(const char* pText, uint32_t dwLen) override { AppendTextExcludingCR(m_pElementStack.back(), pText, dwLen); }
     void OnEndElement() override { EndElement(); }
+    // Kept sections stay in the text with their markers.
+    void OnStartCData() override { m_pElementStack.back()->AppendText("<![CDATA[", 9); }
+    void OnEndCData() override { m_pElementStack.back()->AppendText("]]>", 3); }
 
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
+    // Runs the XML text parser over the bytes, as the one and final piece, into the receiver.
+    void ParseXmlText(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
     // The root if there is none yet, else a child of the open element; names as byte runs.
     CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);

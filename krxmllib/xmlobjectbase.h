@@ -27,6 +27,7 @@ class CXmlWriter;
 class CElement;
 class CBinaryData;
 class CTextStream;
+class CKrInvalidNamespaceException;
 
 // An intrusive count, changed only by atomic steps. It is no part of an object's value: a
 // copy starts again at 0.
@@ -164,6 +165,12 @@ protected:
     // objects and code without one.
     static void TestNamespace(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
     static bool IsNamespaceValid(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
+    // The refusal of a namespace that the rule doesn't grant, for the item at strPath (empty
+    // where no item is known); every such refusal is made here, so that all read alike.
+    static CKrInvalidNamespaceException InvalidNamespaceException(const std::string& strNamespace,
+                                                                  const std::string& strAllowed,
+                                                                  const std::string& strTargetNamespace,
+                                                                  std::string strPath);
 
     bool DoesElementNameMatch(const CSerializationContext& ctx, const CXmlElement* pElement, const char* lpName,
                               const char* lpNamespace) const;
