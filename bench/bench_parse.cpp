@@ -98,7 +98,7 @@ int main(int argc, char** argv)
     std::string strPath = MakePurchaseOrderFile(nItems);
     if (strPath.empty())
     {
-        std::fprintf(stderr, "could not generate the sample document (python3 and ../shared/bench needed)\n");
+        std::fprintf(stderr, "could not write the sample document to the temporary directory\n");
         return 1;
     }
     std::string strXml = ReadWholeFile(strPath);

@@ -29,10 +29,10 @@ void Report(const char* lpName, double dSeconds)
                 dSeconds / kChecks * 1e9);
 }
 
-// The pattern of the purchase order's SkuType, read from the shared schema where it exists.
+// The pattern of the purchase order's SkuType, read from the schema.
 std::string SkuPattern()
 {
-    std::string strXsd = KrXmlBench::ReadWholeFile(std::string(KRXML_SHARED_DIR) + "/bench/po.xsd");
+    std::string strXsd = KrXmlBench::ReadWholeFile(KRXML_SOURCE_DIR "/examples/data/po.xsd");
     size_t pos = strXsd.find("<xs:simpleType name=\"SkuType\">");
     if (pos != std::string::npos)
         pos = strXsd.find("<xs:pattern value=\"", pos);

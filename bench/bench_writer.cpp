@@ -1,10 +1,13 @@
 // Throughput of the XML writer: ToXmlStream, ToXml and ToXmlFile on both routes for a
 // purchase-order document, beside pugixml and libxml2 serialising the same document to memory
-// in the same process; and Base64 encode and decode.
+// in the same process; allocations per written element; and Base64 encode and decode.
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -20,6 +23,34 @@
 #endif
 
 using namespace KrXmlLib16;
+
+// Every allocation of the process is counted, so that the writer's per-element cost shows.
+namespace {
+std::atomic<size_t> g_nAllocations{0};
+
+void* CountedAlloc(size_t n)
+{
+    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
+    if (void* p = std::malloc(n ? n : 1))
+        return p;
+    throw std::bad_alloc();
+}
+} // namespace
+
+void* operator new(size_t n) { return CountedAlloc(n); }
+void* operator new[](size_t n) { return CountedAlloc(n); }
+void* operator new(size_t n, const std::nothrow_t&) noexcept
+{
+    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
+    return std::malloc(n ? n : 1);
+}
+void* operator new[](size_t n, const std::nothrow_t& t) noexcept { return operator new(n, t); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete[](void* p, size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 namespace {
 
@@ -49,6 +80,15 @@ public:
     bool m_bVip = false;
     std::string m_strName, m_strEmail, m_strCountry, m_strStreet, m_strCity, m_strPostcode, m_strStatus, m_strNote;
     std::vector<PoItem> m_items;
+
+    // The elements a write produces.
+    size_t CountElements() const
+    {
+        size_t n = 1 + 7 + 1 + (m_strNote.empty() ? 0 : 1);
+        for (const PoItem& item : m_items)
+            n += 10 + (item.strComment.empty() ? 0 : 1) + (item.strThumbnail.empty() ? 0 : 1);
+        return n;
+    }
 
     // Repeats the items until there are nItems.
     void Grow(size_t nItems)
@@ -221,6 +261,24 @@ int main(int argc, char** argv)
     CSmartPtr<CXmlObjectBase> spKeep(pOrder);
     pOrder->FromXmlFile(strSource.c_str(), ctx);
     std::printf("purchase order: %zu items, source %s\n\n", pOrder->m_items.size(), strSource.c_str());
+
+    // What a write allocates beyond the output itself: the stream's blocks and the final text
+    // grow with the output's size, not with the number of elements.
+    {
+        size_t nElements = pOrder->CountElements();
+        std::string strText;
+        size_t nBefore = g_nAllocations.load();
+        strText = pOrder->ToXml(true, true, EOLType_LF, ctx);
+        size_t nToXml = g_nAllocations.load() - nBefore;
+        nBefore = g_nAllocations.load();
+        CBinaryData bytes = pOrder->ToXmlStream(true, true, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None);
+        size_t nToStream = g_nAllocations.load() - nBefore;
+        std::printf("allocations while writing %zu elements (%.1f MB):\n", nElements, Mb(strText.size()));
+        std::printf("  %-46s %8zu  %8.4f per element\n", "ToXml", nToXml,
+                    static_cast<double>(nToXml) / static_cast<double>(nElements));
+        std::printf("  %-46s %8zu  %8.4f per element\n\n", "ToXmlStream UTF-8", nToStream,
+                    static_cast<double>(nToStream) / static_cast<double>(nElements));
+    }
 
     std::printf("10 MB document, formatted, best of %d\n", nRuns);
     size_t nOut = 0;

@@ -2,23 +2,58 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <sys/resource.h>
-#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "pogenerator.h"
 
 namespace KrXmlBench {
 
+namespace {
+
+// The documents made by this process, removed at its exit.
+std::vector<std::string>& MadeFiles()
+{
+    static std::vector<std::string> s_files;
+    return s_files;
+}
+
+void RemoveMadeFiles()
+{
+    for (const std::string& strPath : MadeFiles())
+        std::remove(strPath.c_str());
+}
+
+} // namespace
+
 std::string MakePurchaseOrderFile(int nItems)
 {
-    std::string strPath = "/tmp/krxml-po-" + std::to_string(nItems) + ".xml";
-    struct stat st;
-    if (stat(strPath.c_str(), &st) == 0 && st.st_size > 0)
-        return strPath;
-    std::string strCmd = "python3 " KRXML_SHARED_DIR "/bench/gen_po.py --items " + std::to_string(nItems) + " > " +
-                         strPath + ".tmp && mv " + strPath + ".tmp " + strPath;
-    if (std::system(strCmd.c_str()) != 0)
+    // One file per process and size: benchmarks may run side by side.
+    std::string strPath = (std::filesystem::temp_directory_path() /
+                           ("krxml-po-" + std::to_string(getpid()) + "-" + std::to_string(nItems) + ".xml"))
+                              .string();
+    for (const std::string& strMade : MadeFiles())
+        if (strMade == strPath)
+            return strPath;
+    std::FILE* pFile = std::fopen(strPath.c_str(), "wb");
+    if (!pFile)
         return std::string();
+    bool bFailed = false;
+    CPurchaseOrderGenerator().Generate(static_cast<size_t>(nItems), [&](const char* p, size_t n) {
+        if (!bFailed && std::fwrite(p, 1, n, pFile) != n)
+            bFailed = true;
+    });
+    if (std::fclose(pFile) != 0 || bFailed)
+    {
+        std::remove(strPath.c_str());
+        return std::string();
+    }
+    if (MadeFiles().empty())
+        std::atexit(RemoveMadeFiles);
+    MadeFiles().push_back(strPath);
     return strPath;
 }
 

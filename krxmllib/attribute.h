@@ -1,6 +1,10 @@
 // Untyped attributes: one attribute as a plain object, and a list of them with a namespace
 // rule. They hold anyAttribute wildcards, the attributes of untyped elements and extra
 // attributes for a document's root.
+//
+// Ownership: both are counted objects (see xmlobjectbase.h). A list holds one reference on
+// each attribute; an attribute added by pointer is shared, not copied. What Add and Item
+// return is a reference of the caller's own, which it may keep after the list is gone.
 #ifndef KRXMLLIB_ATTRIBUTE_H
 #define KRXMLLIB_ATTRIBUTE_H
 

@@ -2,6 +2,8 @@
 
 #include <cassert>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 #include "functions.h"
 #include "krcriticalsection.h"
@@ -19,15 +21,14 @@ public:
     {
         if (dwLen > 0x7FFFFFFFu)
             m_dwAllocated = dwLen;
-        m_lpData = new unsigned char[m_dwAllocated];
-        std::memcpy(m_lpData, pData, dwLen);
+        m_lpData.reset(new unsigned char[m_dwAllocated]);
+        std::memcpy(m_lpData.get(), pData, dwLen);
     }
     // Adopt.
     CBinaryDataBuffer(unsigned char* pData, uint32_t dwLen, bool)
         : m_lpData(pData), m_dwLen(dwLen), m_dwAllocated(dwLen), m_refCount(1)
     {
     }
-    ~CBinaryDataBuffer() { delete[] m_lpData; }
 
     void AddRef()
     {
@@ -52,7 +53,7 @@ public:
         CKRLock lock(m_cs);
         if (m_refCount < 2)
             return this;
-        CBinaryDataBuffer* pCopy = new CBinaryDataBuffer(m_lpData, m_dwLen);
+        CBinaryDataBuffer* pCopy = new CBinaryDataBuffer(m_lpData.get(), m_dwLen);
         --m_refCount;  // the lock is recursive; Release would take it again
         return pCopy;
     }
@@ -68,9 +69,7 @@ public:
             ++m_refCount;
             throw CKrException(FormatString("Failed to release data. [RefCount=%d]", static_cast<int>(lCount)));
         }
-        unsigned char* p = m_lpData;
-        m_lpData = nullptr;
-        return p;
+        return m_lpData.release();
     }
 
     void Append(const unsigned char* pData, uint32_t dwLen)
@@ -85,26 +84,39 @@ public:
         if (dwNew > m_dwAllocated)
         {
             uint32_t dwAlloc = dwNew > 0x7FFFFFFFu ? 0xFFFFFFFFu : 2 * dwNew;
-            unsigned char* pNew = new unsigned char[dwAlloc];
-            std::memcpy(pNew, m_lpData, m_dwLen);
+            std::unique_ptr<unsigned char[]> spNew(new unsigned char[dwAlloc]);
+            std::memcpy(spNew.get(), m_lpData.get(), m_dwLen);
             // The new bytes may lie inside the old array (a caller appending a piece of its
             // own data): copy them before that array goes.
-            std::memcpy(pNew + m_dwLen, pData, dwLen);
-            delete[] m_lpData;
-            m_lpData = pNew;
+            std::memcpy(spNew.get() + m_dwLen, pData, dwLen);
+            m_lpData = std::move(spNew);
             m_dwAllocated = dwAlloc;
         }
         else
-            std::memmove(m_lpData + m_dwLen, pData, dwLen);
+            std::memmove(m_lpData.get() + m_dwLen, pData, dwLen);
         m_dwLen = dwNew;
     }
 
-    unsigned char* m_lpData;
+    std::unique_ptr<unsigned char[]> m_lpData;
     uint32_t m_dwLen;
     uint32_t m_dwAllocated;
     int32_t m_refCount;
     CKRCriticalSection m_cs;
 };
+
+namespace {
+
+// Takes over pData; frees it if the record can't be made, so that a caller that has handed it
+// over can't leak it.
+CBinaryDataBuffer* AdoptBuffer(unsigned char* pData, uint32_t dwLen)
+{
+    std::unique_ptr<unsigned char[]> owned(pData);
+    CBinaryDataBuffer* pBuffer = new CBinaryDataBuffer(pData, dwLen, true);
+    owned.release();
+    return pBuffer;
+}
+
+} // namespace
 
 CBinaryData::CBinaryData(const CBinaryData& other) : m_pBuffer(other.m_pBuffer)
 {
@@ -120,7 +132,7 @@ CBinaryData::CBinaryData(unsigned char* const data, uint32_t length, bool takeOw
             delete[] data;
         return;
     }
-    m_pBuffer = takeOwnership ? new CBinaryDataBuffer(data, length, true) : new CBinaryDataBuffer(data, length);
+    m_pBuffer = takeOwnership ? AdoptBuffer(data, length) : new CBinaryDataBuffer(data, length);
 }
 
 CBinaryData::CBinaryData(const char* text) : m_pBuffer(nullptr)
@@ -157,7 +169,7 @@ CBinaryData::~CBinaryData()
 
 unsigned char* CBinaryData::GetData() const
 {
-    return m_pBuffer ? m_pBuffer->m_lpData : nullptr;
+    return m_pBuffer ? m_pBuffer->m_lpData.get() : nullptr;
 }
 
 uint32_t CBinaryData::GetLength() const
@@ -327,7 +339,7 @@ void CBinaryData::SetAsHexString(const char* text)
     unsigned char* p = nullptr;
     uint32_t n = ConvertToHexData(text, &p);
     if (n)
-        m_pBuffer = new CBinaryDataBuffer(p, n, true);
+        m_pBuffer = AdoptBuffer(p, n);
 }
 
 std::string CBinaryData::GetAsBase64() const
@@ -344,15 +356,12 @@ void CBinaryData::SetAsBase64(const char* text)
     size_t n = text ? std::strlen(text) : 0;
     if (n == 0)
         return;
-    unsigned char* p = new unsigned char[n + 1];
+    std::unique_ptr<unsigned char[]> p(new unsigned char[n + 1]);
     CBase64 codec;
-    uint32_t dwLen = codec.Decode(text, p);
+    uint32_t dwLen = codec.Decode(text, p.get());
     if (dwLen == 0)
-    {
-        delete[] p;
         return;
-    }
-    m_pBuffer = new CBinaryDataBuffer(p, dwLen, true);
+    m_pBuffer = AdoptBuffer(p.release(), dwLen);
 }
 
 } // namespace KrXmlLib16

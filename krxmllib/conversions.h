@@ -12,6 +12,7 @@
 #include "datetime.h"
 #include "datetimespan.h"
 #include "decimal.h"
+#include "itemkinds.h"
 #include "whitespaceutils.h"
 
 namespace KrXmlLib16 {
@@ -92,6 +93,44 @@ public:
     static CDecimal decimalFromString(const std::string& value, WhitespaceRule rule);
     static CBigInteger integerFromString(const std::string& value, WhitespaceRule rule);
 };
+
+// The conversions of a primitive kind known at compile time, for code written once for all
+// kinds (typed collections, value encoders, the variant):
+//   ItemKind<ItemType_r4>::Type                    float
+//   ItemKind<ItemType_r4>::ToString(v)             CConversions::r4ToString(v)
+//   ItemKind<ItemType_r4>::ToString(v, strFormat)  the override form; kinds without one ignore it
+//   ItemKind<ItemType_r4>::FromString(s, rule)     CConversions::r4FromString(s, rule)
+// with the facts of the kind list beside them.
+template <ItemType K>
+struct ItemKind;
+
+#define KRXML_KIND_TO_STRING_true(kind, value, format) CConversions::kind##ToString(value, format)
+#define KRXML_KIND_TO_STRING_false(kind, value, format) ((void)(format), CConversions::kind##ToString(value))
+#define KRXML_ITEM_KIND(kind, number, T, storage, member, accessor, family, format)              \
+    template <>                                                                                   \
+    struct ItemKind<ItemType_##kind>                                                              \
+    {                                                                                             \
+        typedef T Type;                                                                           \
+        static constexpr ItemType eType = ItemType_##kind;                                        \
+        static constexpr ItemFamily eFamily = ItemFamily_##family;                                \
+        static constexpr ItemStorage eStorage = ItemStorage_##storage;                            \
+        static constexpr bool bFormatOverride = format;                                           \
+        static constexpr bool bDate = eFamily == ItemFamily_Date;                                 \
+        static constexpr const char* Name() { return #kind; }                                     \
+        static std::string ToString(const Type& value) { return CConversions::kind##ToString(value); } \
+        static std::string ToString(const Type& value, const std::string& formatOverride)         \
+        {                                                                                         \
+            return KRXML_KIND_TO_STRING_##format(kind, value, formatOverride);                    \
+        }                                                                                         \
+        static Type FromString(const std::string& value, CConversions::WhitespaceRule rule)       \
+        {                                                                                         \
+            return CConversions::kind##FromString(value, rule);                                   \
+        }                                                                                         \
+    };
+KRXML_PRIMITIVE_KINDS(KRXML_ITEM_KIND)
+#undef KRXML_ITEM_KIND
+#undef KRXML_KIND_TO_STRING_true
+#undef KRXML_KIND_TO_STRING_false
 
 } // namespace KrXmlLib16
 

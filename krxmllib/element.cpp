@@ -103,7 +103,8 @@ CElement::CElement(const CElement& other)
       m_strTargetNamespace(other.m_strTargetNamespace),
       m_spAttributes(other.Attributes()),
       m_spChildElements(other.Children()),
-      m_strDefaultNamespace(other.m_strDefaultNamespace)
+      m_strDefaultNamespace(other.m_strDefaultNamespace),
+      m_bListsInNoNamespace(other.m_bListsInNoNamespace)
 {
 }
 
@@ -146,19 +147,22 @@ void CElement::Init(const char* lpName, const char* lpNamespace, const char* lpR
     m_strTargetNamespace = lpTargetNamespace;
     m_spAttributes = nullptr;
     m_spChildElements = nullptr;
+    m_bListsInNoNamespace = false;
 }
 
 CAttributeCol* CElement::Attributes() const
 {
     if (!m_spAttributes)
-        m_spAttributes = new CAttributeCol(m_strNamespace.c_str(), "##any", m_strTargetNamespace.c_str());
+        m_spAttributes = new CAttributeCol(m_bListsInNoNamespace ? "" : m_strNamespace.c_str(), "##any",
+                                           m_strTargetNamespace.c_str());
     return m_spAttributes;
 }
 
 CElementCol* CElement::Children() const
 {
     if (!m_spChildElements)
-        m_spChildElements = new CElementCol(m_strNamespace.c_str(), "##any", m_strTargetNamespace.c_str(), 0, -1);
+        m_spChildElements = new CElementCol(m_bListsInNoNamespace ? "" : m_strNamespace.c_str(), "##any",
+                                            m_strTargetNamespace.c_str(), 0, -1);
     return m_spChildElements;
 }
 
@@ -174,10 +178,24 @@ CSmartPtr<CElementCol> CElement::GetChildElements() const
 
 void CElement::SetNamespace(const char* lpNamespace)
 {
-    // The collections take the namespace the element had when it was made.
-    Attributes();
-    Children();
-    m_strNamespace = Safe(lpNamespace);
+    TakeNamespace(Safe(lpNamespace));
+}
+
+void CElement::TakeNamespace(const std::string& strNamespace)
+{
+    if (!m_bListsInNoNamespace && strNamespace != m_strNamespace && !(m_spAttributes && m_spChildElements))
+    {
+        // Most elements never get lists: the empty namespace is remembered in a flag, any
+        // other one by making the lists now.
+        if (m_strNamespace.empty())
+            m_bListsInNoNamespace = true;
+        else
+        {
+            Attributes();
+            Children();
+        }
+    }
+    m_strNamespace = strNamespace;
 }
 
 // ---- copies ----
@@ -194,7 +212,7 @@ void CElement::CopyXmlElement(const CXmlElement* pElement)
         const CXmlElement* pSource = work.back().second;
         work.pop_back();
         pTarget->m_strName = pSource->GetLocalName();
-        pTarget->m_strNamespace = pSource->GetNamespaceURI();
+        pTarget->TakeNamespace(pSource->GetNamespaceURI());
         pTarget->m_strText = pSource->GetText();
         if (pTarget->m_spAttributes)
             pTarget->m_spAttributes->Clear();
@@ -222,6 +240,7 @@ CSmartPtr<CElement> CElement::Clone() const
         CSmartPtr<CElement> sp(new CElement(p->m_strName.c_str(), p->m_strNamespace.c_str(),
                                             p->m_strNamespaceRestrictions.c_str(), p->m_strTargetNamespace.c_str()));
         sp->m_strText = p->m_strText;
+        sp->m_bListsInNoNamespace = p->m_bListsInNoNamespace;
         if (p->m_spAttributes)
             sp->m_spAttributes = p->m_spAttributes->Clone();
         if (p->m_spChildElements)
@@ -343,7 +362,7 @@ void CElement::ReadContent(const CXmlElement* pSource, const CSerializationConte
     }
     m_strText = pSource->GetText();
     m_strName = pSource->GetLocalName();
-    m_strNamespace = pSource->GetNamespaceURI();
+    TakeNamespace(pSource->GetNamespaceURI());
 }
 
 void CElement::ReadDocumentElement(const CXmlDocument& doc, const CSerializationContext& ctx)
@@ -352,11 +371,8 @@ void CElement::ReadDocumentElement(const CXmlDocument& doc, const CSerialization
     if (!pRoot)
         throw CKrException("Invalid or empty XML document");
     if (FromXml_Int(nullptr, pRoot, ctx, false) == pRoot)
-        throw CKrInvalidNamespaceException(
-            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                         pRoot->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(),
-                         m_strTargetNamespace.c_str()),
-            pRoot->GetXPath());
+        throw InvalidNamespaceException(pRoot->GetNamespaceURI(), m_strNamespaceRestrictions, m_strTargetNamespace,
+                                        pRoot->GetXPath());
 }
 
 void CElement::FromXml(const char* lpXml)
@@ -394,10 +410,12 @@ public:
     void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
                      size_t nNamespace) override
     {
-        // An element's own attribute list takes any namespace.
+        // An element's own attribute list takes any namespace. The list first: made lazily, it
+        // can fail, and the attribute would then have no owner.
+        CAttributeCol* pCol = m_stack.back()->Attributes();
         CAttribute* pAttribute = new CAttribute(std::string(pName, nName), std::string(pValue, nValue),
                                                 std::string(pNamespace, nNamespace));
-        Append(m_stack.back()->Attributes(), pAttribute);
+        Append(pCol, pAttribute);
     }
 
     void OnText(const char* pText, uint32_t dwLen) override
@@ -432,7 +450,7 @@ private:
 
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
-        if (!CXmlObjectBase::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
+        if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
                                               m_root.m_strTargetNamespace.c_str()))
         {
             std::string strPath = "/";
@@ -442,17 +460,12 @@ private:
                     strPath += entry.first + ":";
                     break;
                 }
-            throw CKrInvalidNamespaceException(
-                FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                             strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                             m_root.m_strTargetNamespace.c_str()),
-                strPath + strName);
+            throw CElement::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
+                                                      m_root.m_strTargetNamespace, strPath + strName);
         }
         m_bRootSeen = true;
-        m_root.Attributes();  // the lists take the namespace the element had before the read
-        m_root.Children();
         m_root.m_strName = strName;
-        m_root.m_strNamespace = strNamespace;
+        m_root.TakeNamespace(strNamespace);
         m_root.m_strText.clear();
         m_stack.push_back(&m_root);
     }
@@ -501,10 +514,8 @@ void CElement::FromXmlElement(const CXmlElement* pElement, const CSerializationC
         throw CKrInvalidParamException("The element to read from is NULL");
     CXmlElement* p = const_cast<CXmlElement*>(pElement);
     if (FromXml_Int(nullptr, p, ctx, false) == p)
-        throw CKrInvalidNamespaceException(
-            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                         p->GetNamespaceURI().c_str(), m_strNamespaceRestrictions.c_str(), m_strTargetNamespace.c_str()),
-            p->GetXPath());
+        throw InvalidNamespaceException(p->GetNamespaceURI(), m_strNamespaceRestrictions, m_strTargetNamespace,
+                                        p->GetXPath());
 }
 
 // ---- writing ----
@@ -541,7 +552,8 @@ void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespac
     auto open = [&](const CElement* p, bool bIsRoot) {
         pWriter->StartElement(p->m_strName, p->m_strNamespace);
         if (bIsRoot && bRoot)
-            ctx.GetAdditionalRootAttributes()->ToXml_Int(pWriter, false, lpNamespace, ctx, false);
+            if (const CAttributeCol* pRootAttributes = ctx.PeekAdditionalRootAttributes())
+                pRootAttributes->ToXml_Int(pWriter, false, lpNamespace, ctx, false);
         if (p->m_spAttributes)
             p->m_spAttributes->ToXml_Int(pWriter, false, lpNamespace, ctx, false);
         if (bIsRoot && bRoot && !ctx.GetInLineSchema().empty())

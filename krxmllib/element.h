@@ -1,5 +1,11 @@
 // Untyped elements: xs:any content held as a small object tree of its own, and a repeating
 // wildcard. Both keep the namespace restriction of the wildcard they came from.
+//
+// Ownership: CElement and CElementCol are counted objects (see xmlobjectbase.h). An element
+// holds one reference on its attribute list and one on its child list; a list holds one on
+// each item. The CSmartPtr that getters, Item and Add return is a reference of the caller's
+// own, which it may keep after the element or the list is gone. Reading copies everything
+// from the document: no part of an element points into it.
 #ifndef KRXMLLIB_ELEMENT_H
 #define KRXMLLIB_ELEMENT_H
 
@@ -101,6 +107,9 @@ private:
     void WriteNested(CXmlWriter* pWriter, const CSerializationContext& ctx, bool bOptionalChoice) const;
     CAttributeCol* Attributes() const;
     CElementCol* Children() const;
+    // Sets the element's namespace. The lists of attributes and children keep the namespace the
+    // element had when it was made, also those made later.
+    void TakeNamespace(const std::string& strNamespace);
 
     std::string m_strName;
     std::string m_strText;
@@ -111,6 +120,9 @@ private:
     mutable CSmartPtr<CAttributeCol> m_spAttributes;
     mutable CSmartPtr<CElementCol> m_spChildElements;
     std::string m_strDefaultNamespace;
+    // The element left the empty namespace before its lists were made: they are made in the
+    // empty namespace.
+    bool m_bListsInNoNamespace = false;
 };
 
 class CElementCol : public CXmlCollection, public CInstanceMonitor

@@ -6,21 +6,38 @@
 
 #include "encoder.h"
 #include "functions.h"
+#include "internal/allocationhooks.h"
 #include "krexception.h"
 #include "platform.h"
-#include "serializationcontext.h"
-#include "xmldocument.h"
+#include "xmlcontentsink.h"
 
 namespace KrXmlLib16 {
 
-CExpatReader::CExpatReader(CXmlDocument& doc)
+namespace {
+
+// Set only by tests, through SetExpatAllocator.
+bool g_bExpatAllocatorSet = false;
+XML_Memory_Handling_Suite g_expatAllocator;
+
+} // namespace
+
+void Internal::SetExpatAllocator(const ExpatAllocator* pAllocator)
+{
+    g_bExpatAllocatorSet = pAllocator != nullptr;
+    if (pAllocator)
+        g_expatAllocator = XML_Memory_Handling_Suite{pAllocator->pfnMalloc, pAllocator->pfnRealloc, pAllocator->pfnFree};
+}
+
+CExpatReader::CExpatReader(IXmlContentSink& sink, SchemaType eSchemaType, bool bStripCDATA)
     : CInstanceMonitor("CExpatReader"),
-      m_doc(doc),
+      m_sink(sink),
       m_pConvBuffer(nullptr),
       m_dwConvBufferLen(0),
       m_parser(nullptr),
+      m_dwSliceLen(0),
       m_bConvert(false),
-      m_bNamespaces(true)
+      m_bNamespaces(eSchemaType != SchemaType_NoNamespaces),
+      m_bStripCDATA(bStripCDATA)
 {
 }
 
@@ -47,33 +64,28 @@ void CExpatReader::Init()
     m_dwConvBufferLen = 1024;
     m_pConvBuffer = new unsigned char[m_dwConvBufferLen];
     m_bConvert = !g_bASCIIOnly && !Platform::IsUtf8CodePage(g_uLocalCodePage);
-    m_bNamespaces = m_doc.m_eSchemaType != SchemaType_NoNamespaces;
     // A null encoding lets Expat take it from a byte order mark or the declaration.
-    m_parser = m_bNamespaces ? XML_ParserCreateNS(nullptr, '|') : XML_ParserCreate(nullptr);
+    if (g_bExpatAllocatorSet)
+        m_parser = XML_ParserCreate_MM(nullptr, &g_expatAllocator, m_bNamespaces ? "|" : nullptr);
+    else
+        m_parser = m_bNamespaces ? XML_ParserCreateNS(nullptr, '|') : XML_ParserCreate(nullptr);
     if (!m_parser)
         throw CKrException("Failed to create the XML parser");
     XML_SetUserData(m_parser, this);
     XML_SetElementHandler(m_parser, &CExpatReader::StartElement, &CExpatReader::EndElement);
     XML_SetNamespaceDeclHandler(m_parser, &CExpatReader::StartNamespace, &CExpatReader::EndNamespace);
     XML_SetCharacterDataHandler(m_parser, &CExpatReader::CharacterData);
-    if (!m_doc.GetContext().GetStripCDATA())
+    if (!m_bStripCDATA)
         XML_SetCdataSectionHandler(m_parser, &CExpatReader::StartCdata, &CExpatReader::EndCdata);
     // No other handler: comments and processing instructions vanish, and no external entity
     // is ever fetched.
 }
 
-void CExpatReader::Parse(bool bIsFinal)
-{
-    Parse(m_doc.m_pBuffer, m_doc.m_dwBufferLen, bIsFinal);
-}
-
 void CExpatReader::Parse(const unsigned char* pData, uint32_t dwLen, bool bIsFinal)
 {
     assert(m_parser);
-    // Expat copies what it is given into a buffer of its own. A consumer that drops elements
-    // as they close wants flat memory, so it gets slices; a whole tree costs several times the
-    // input anyway, and one piece parses faster. Expat takes an int length, hence the cap.
-    const uint32_t kSlice = m_doc.m_pfnElementEnd ? 256 * 1024 : 0x40000000;
+    // Expat takes an int length, hence the cap.
+    const uint32_t kSlice = m_dwSliceLen && m_dwSliceLen < 0x40000000u ? m_dwSliceLen : 0x40000000u;
     for (;;)
     {
         uint32_t dwPiece = dwLen > kSlice ? kSlice : dwLen;
@@ -146,7 +158,7 @@ void CExpatReader::Guard(void* pUserData, Fn fn)
         return;
     try
     {
-        fn(*pThis, *pThis->m_doc.m_pSink);
+        fn(*pThis, pThis->m_sink);
     }
     catch (...)
     {
@@ -199,12 +211,12 @@ void CExpatReader::CharacterData(void* pUserData, const char* lpText, int iLen)
 
 void CExpatReader::StartCdata(void* pUserData)
 {
-    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnText("<![CDATA[", 9); });
+    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnStartCData(); });
 }
 
 void CExpatReader::EndCdata(void* pUserData)
 {
-    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnText("]]>", 3); });
+    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnEndCData(); });
 }
 
 } // namespace KrXmlLib16

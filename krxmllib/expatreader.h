@@ -7,28 +7,34 @@
 #include <string>
 
 #include "memoryleakhelp.h"
+#include "xmlenums.h"
 
 struct XML_ParserStruct;
 
 namespace KrXmlLib16 {
 
-class CXmlDocument;
 class IXmlContentSink;
 
+// Knows only its receiver and the two options that change what Expat reports: with
+// SchemaType_NoNamespaces names stay whole ("p:a"), and xmlns attributes are ordinary
+// attributes; with bStripCDATA false the bounds of CDATA sections are reported.
 class CExpatReader : public CInstanceMonitor
 {
 public:
-    explicit CExpatReader(CXmlDocument& doc);
+    CExpatReader(IXmlContentSink& sink, SchemaType eSchemaType, bool bStripCDATA);
     virtual ~CExpatReader();
     CExpatReader(const CExpatReader&) = delete;
     CExpatReader& operator=(const CExpatReader&) = delete;
 
     // Allocates the scratch space, creates the parser and sets the handlers.
     void Init();
-    // Parses the document's buffer as one piece of the input; bIsFinal marks the last one.
-    void Parse(bool bIsFinal);
-    // Parses the given bytes as one piece of the input.
+    // Parses the given bytes as one piece of the input; bIsFinal marks the last one. A
+    // failure of the receiver is raised again as it was; a parse error as CKrException.
     void Parse(const unsigned char* pData, uint32_t dwLen, bool bIsFinal);
+    // Expat copies each piece it is given into a buffer of its own. A receiver that drops
+    // elements as they close wants flat memory, so it asks for slices of this size; one piece
+    // parses faster. 0 (the default) gives the whole piece at once.
+    void SetSliceLength(uint32_t dwSliceLen) { m_dwSliceLen = dwSliceLen; }
 
 private:
     static void StartElement(void* pUserData, const char* lpName, const char** ppAttributes);
@@ -54,13 +60,15 @@ private:
     template <typename Fn>
     static void Guard(void* pUserData, Fn fn);
 
-    CXmlDocument& m_doc;
+    IXmlContentSink& m_sink;
     unsigned char* m_pConvBuffer;
     uint32_t m_dwConvBufferLen;
     XML_ParserStruct* m_parser;
     std::exception_ptr m_pFailure;  // raised in a handler, raised again when the parser returns
+    uint32_t m_dwSliceLen;
     bool m_bConvert;      // the local code page isn't UTF-8 and ASCIIOnly is off
     bool m_bNamespaces;   // names arrive as "uri|local"
+    bool m_bStripCDATA;
     // Reused for every callback, so that names and values need no allocation once warm.
     std::string m_strNamespace, m_strLocal, m_strValue, m_strText;
 };

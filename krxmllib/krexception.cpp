@@ -4,25 +4,24 @@
 
 namespace KrXmlLib16 {
 
-CKrException::CKrException() : m_pInnerException(nullptr) {}
+CKrException::CKrException() = default;
 
-CKrException::CKrException(std::string strMessage) : m_pInnerException(nullptr)
+CKrException::CKrException(std::string strMessage)
 {
     Init(std::move(strMessage), std::string(), nullptr);
 }
 
-CKrException::CKrException(std::string strMessage, const CKrException& inner) : m_pInnerException(nullptr)
+CKrException::CKrException(std::string strMessage, const CKrException& inner)
 {
     Init(std::move(strMessage), std::string(), &inner);
 }
 
-CKrException::CKrException(std::string strMessage, std::string strPath) : m_pInnerException(nullptr)
+CKrException::CKrException(std::string strMessage, std::string strPath)
 {
     Init(std::move(strMessage), std::move(strPath), nullptr);
 }
 
 CKrException::CKrException(std::string strMessage, std::string strPath, const CKrException& inner)
-    : m_pInnerException(nullptr)
 {
     Init(std::move(strMessage), std::move(strPath), &inner);
 }
@@ -37,7 +36,7 @@ void CKrException::Init(std::string strMessage, std::string strPath, const CKrEx
         m_strPath = std::move(strPath);
     }
     if (pInner)
-        m_pInnerException = pInner->Clone();
+        m_pInnerException.reset(pInner->Clone());
 }
 
 CKrException::CKrException(const CKrException& other)
@@ -51,24 +50,20 @@ CKrException& CKrException::operator=(const CKrException& other)
 {
     if (this != &other)
     {
-        CKrException* pInner = other.m_pInnerException ? other.m_pInnerException->Clone() : nullptr;
-        delete m_pInnerException;
-        m_pInnerException = pInner;
+        std::unique_ptr<CKrException> spInner(other.m_pInnerException ? other.m_pInnerException->Clone() : nullptr);
+        m_pInnerException = std::move(spInner);
         m_strMessage = other.m_strMessage;
         m_strPath = other.m_strPath;
     }
     return *this;
 }
 
-CKrException::~CKrException()
-{
-    delete m_pInnerException;
-}
+CKrException::~CKrException() = default;
 
 std::string CKrException::GetFullMessage() const
 {
     std::string strResult = m_strMessage;
-    for (const CKrException* p = m_pInnerException; p; p = p->m_pInnerException)
+    for (const CKrException* p = m_pInnerException.get(); p; p = p->m_pInnerException.get())
     {
         strResult += "\n";
         strResult += p->m_strMessage;

@@ -3,6 +3,7 @@
 #ifndef KRXMLLIB_KREXCEPTION_H
 #define KRXMLLIB_KREXCEPTION_H
 
+#include <memory>
 #include <string>
 
 namespace KrXmlLib16 {
@@ -22,7 +23,7 @@ public:
     std::string GetMessage() const { return m_strMessage; }
     std::string GetFullMessage() const;
     std::string GetPath() const { return m_strPath; }
-    const CKrException* GetInnerException() const { return m_pInnerException; }
+    const CKrException* GetInnerException() const { return m_pInnerException.get(); }
 
     // Makes a heap copy of the most derived class; public so that any holder can keep a
     // failure beyond the catch block.
@@ -33,7 +34,7 @@ protected:
 
     std::string m_strMessage;
     std::string m_strPath;
-    CKrException* m_pInnerException;
+    std::unique_ptr<CKrException> m_pInnerException;  // the exception's own clone, or null
 };
 
 // Re-typing constructor shape shared by the derived classes: copies message and path and

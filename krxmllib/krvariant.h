@@ -58,6 +58,8 @@ struct KrVariant
     void FromString(const std::string& value, ItemType type, CWhitespaceUtils::WhitespaceRule rule);
 
     // ---- setters: each replaces whatever was held ----
+    // The accessors are defined from the kind list (itemkinds.h), whose rows name them; a kind
+    // added there without its pair here doesn't compile.
     void SetHexBinary(const CBinaryData& value);
     void SetBase64Binary(const CBinaryData& value);
     void SetI1(int8_t value);

@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cstring>
+#include <memory>
 
 #include "functions.h"
 
@@ -25,18 +26,37 @@ struct ThreadCounts
     }
 };
 
-// The list, its lock and the reporter live in one object so that they are built in this
-// order and torn down in the reverse one, whichever translation unit first needs them.
+// The list, its lock and the per-thread counts. Never destroyed: an application's static may
+// hold a monitored object that dies after every static of this library, and its destructor
+// still counts into its record under this lock. The pointer that holds it keeps it reachable,
+// so that leak checkers don't count it.
 struct InstanceRegistry
 {
     std::list<CInstanceMonitor::ClassType*> ms_List;
     CKRCriticalSection m_cs;
     std::atomic<uint32_t> uGeneration{1};  // bumped by Cleanup, so that cached lookups die
-    std::list<ThreadCounts*> threads;      // the counts of the living threads
+    std::list<std::unique_ptr<ThreadCounts>> threads;  // the counts of the living threads
     int nSlotsUsed = 0;
+    // Records that Cleanup took out of the list while instances lived; kept reachable here
+    // until the last instance frees its record.
+    std::list<CInstanceMonitor::ClassType*> retired;
+};
 
-    InstanceRegistry() { KrXmlLib16::DebugTrace("Starting to track Class instances\n"); }
-    ~InstanceRegistry()
+InstanceRegistry& Registry()
+{
+    static InstanceRegistry* const s_pRegistry = new InstanceRegistry;
+    return *s_pRegistry;
+}
+
+// Sends the report at unload and frees the records that no instance needs any more.
+struct CInstanceReport
+{
+    CInstanceReport()
+    {
+        Registry();
+        KrXmlLib16::DebugTrace("Starting to track Class instances\n");
+    }
+    ~CInstanceReport()
     {
         KrXmlLib16::DebugTrace("Dumping Class instances\n");
         KrXmlLib16::DebugTrace("%s", CInstanceMonitor::DumpState().c_str());
@@ -45,14 +65,8 @@ struct InstanceRegistry
     }
 };
 
-InstanceRegistry& Registry()
-{
-    static InstanceRegistry s_registry;
-    return s_registry;
-}
-
-// Build the registry during static construction, so that the start message comes first.
-const InstanceRegistry& g_registryAtStart = Registry();
+// Built during static construction, so that the start message comes first.
+const CInstanceReport g_instanceReport;
 
 // This thread's counts, read on every construction: plain thread-local data in the static
 // block, so that reaching it is one instruction. The holder, touched once per thread, moves
@@ -81,13 +95,15 @@ ThreadCountsHolder::~ThreadCountsHolder()
     InstanceRegistry& reg = Registry();
     CKRLock lock(reg.m_cs);
     for (CInstanceMonitor::ClassType* p : reg.ms_List)
-        if (p->iSlot >= 0)
+    {
+        int iSlot = p->iSlot.load(std::memory_order_relaxed);
+        if (iSlot >= 0)
         {
-            p->lInstanceCount.fetch_add(pCounts->alive[p->iSlot].load(std::memory_order_relaxed));
-            p->lTotalCount.fetch_add(pCounts->total[p->iSlot].load(std::memory_order_relaxed));
+            p->lInstanceCount.fetch_add(pCounts->alive[iSlot].load(std::memory_order_relaxed));
+            p->lTotalCount.fetch_add(pCounts->total[iSlot].load(std::memory_order_relaxed));
         }
-    reg.threads.remove(pCounts);
-    delete pCounts;
+    }
+    reg.threads.remove_if([pCounts](const std::unique_ptr<ThreadCounts>& sp) { return sp.get() == pCounts; });
 }
 
 ThreadCounts* CountsOfThisThread()
@@ -98,9 +114,10 @@ ThreadCounts* CountsOfThisThread()
         return nullptr;
     (void)&t_countsHolder;  // registers the holder's destructor for this thread
     InstanceRegistry& reg = Registry();
-    ThreadCounts* p = new ThreadCounts;
+    std::unique_ptr<ThreadCounts> sp(new ThreadCounts);
+    ThreadCounts* p = sp.get();
     CKRLock lock(reg.m_cs);
-    reg.threads.push_back(p);
+    reg.threads.push_back(std::move(sp));
     t_pCounts = p;
     return p;
 }
@@ -149,6 +166,7 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
         pct->lTotalCount = 0;
         pct->lpKey = lpName;
         pct->iSlot = reg.nSlotsUsed < kSlots ? reg.nSlotsUsed++ : -1;
+        pct->bRetired = false;
         reg.ms_List.push_back(pct);
     }
     reg.m_cs.Leave();
@@ -161,17 +179,28 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
 
 void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
 {
-    ThreadCounts* pCounts = pct->iSlot >= 0 ? CountsOfThisThread() : nullptr;
+    int iSlot = pct->iSlot.load(std::memory_order_relaxed);
+    ThreadCounts* pCounts = iSlot >= 0 ? CountsOfThisThread() : nullptr;
     if (pCounts)
     {
-        std::atomic<int32_t>& alive = pCounts->alive[pct->iSlot];
+        std::atomic<int32_t>& alive = pCounts->alive[iSlot];
         alive.store(alive.load(std::memory_order_relaxed) + lAlive, std::memory_order_relaxed);
-        std::atomic<int32_t>& total = pCounts->total[pct->iSlot];
+        std::atomic<int32_t>& total = pCounts->total[iSlot];
         total.store(total.load(std::memory_order_relaxed) + lTotal, std::memory_order_relaxed);
         return;
     }
     pct->lInstanceCount.fetch_add(lAlive, std::memory_order_relaxed);
     pct->lTotalCount.fetch_add(lTotal, std::memory_order_relaxed);
+}
+
+void CInstanceMonitor::ReleaseRetired(ClassType* pct)
+{
+    InstanceRegistry& reg = Registry();
+    CKRLock lock(reg.m_cs);
+    if (pct->lInstanceCount.fetch_sub(1) > 1)
+        return;
+    reg.retired.remove(pct);
+    delete pct;
 }
 
 CInstanceMonitor::CInstanceMonitor(const char* lpName) : m_pct(Find(lpName))
@@ -181,6 +210,7 @@ CInstanceMonitor::CInstanceMonitor(const char* lpName) : m_pct(Find(lpName))
 
 CInstanceMonitor::CInstanceMonitor(const CInstanceMonitor& other) : m_pct(other.m_pct)
 {
+    // A retired record stays while the original lives, so the copy may count into it.
     assert(m_pct);
     Count(m_pct, 1, 1);
 }
@@ -189,17 +219,39 @@ CInstanceMonitor::~CInstanceMonitor()
 {
     // The count can't be checked against zero here: another thread may hold the other half.
     assert(m_pct);
-    Count(m_pct, -1, 0);
+    if (m_pct->bRetired.load(std::memory_order_acquire))
+        ReleaseRetired(m_pct);
+    else
+        Count(m_pct, -1, 0);
 }
 
 void CInstanceMonitor::Cleanup()
 {
+    // Meant for the end of the process: a thread that counts while this runs may lose a count.
     InstanceRegistry& reg = Registry();
+    CKRLock lock(reg.m_cs);
     for (ClassType* p : reg.ms_List)
-        delete p;
+    {
+        // The slots are handed out again to the records made after this: what the threads
+        // counted moves into the record first.
+        int iSlot = p->iSlot.load(std::memory_order_relaxed);
+        if (iSlot >= 0)
+            for (const std::unique_ptr<ThreadCounts>& pCounts : reg.threads)
+            {
+                p->lInstanceCount.fetch_add(pCounts->alive[iSlot].load(std::memory_order_relaxed));
+                p->lTotalCount.fetch_add(pCounts->total[iSlot].load(std::memory_order_relaxed));
+            }
+        p->iSlot.store(-1, std::memory_order_relaxed);
+        if (p->lInstanceCount.load() > 0)
+        {
+            p->bRetired.store(true, std::memory_order_release);
+            reg.retired.push_back(p);
+        }
+        else
+            delete p;
+    }
     reg.ms_List.clear();
-    // Slots are reused by the records made after this: the counts of the old ones go.
-    for (ThreadCounts* pCounts : reg.threads)
+    for (const std::unique_ptr<ThreadCounts>& pCounts : reg.threads)
         for (int i = 0; i < kSlots; ++i)
         {
             pCounts->alive[i].store(0, std::memory_order_relaxed);
@@ -222,11 +274,12 @@ std::string CInstanceMonitor::DumpState()
         bFirst = false;
         int32_t lAlive = p->lInstanceCount.load();
         int32_t lTotal = p->lTotalCount.load();
-        if (p->iSlot >= 0)
-            for (ThreadCounts* pCounts : reg.threads)
+        int iSlot = p->iSlot.load(std::memory_order_relaxed);
+        if (iSlot >= 0)
+            for (const std::unique_ptr<ThreadCounts>& pCounts : reg.threads)
             {
-                lAlive += pCounts->alive[p->iSlot].load(std::memory_order_relaxed);
-                lTotal += pCounts->total[p->iSlot].load(std::memory_order_relaxed);
+                lAlive += pCounts->alive[iSlot].load(std::memory_order_relaxed);
+                lTotal += pCounts->total[iSlot].load(std::memory_order_relaxed);
             }
         strReport += KrXmlLib16::FormatString(lAlive < 1 ? "    %s = %d/%d" : "--> %s = %d/%d", p->strClassName.c_str(),
                                               static_cast<int>(lAlive), static_cast<int>(lTotal));

@@ -1,5 +1,10 @@
 // Per-class instance counters: every monitored class registers its name, and the report of
 // live and total instances goes to the debug output when the library unloads.
+//
+// Ownership: the records belong to the library; an instance only points at its class's
+// record. The records outlive every instance whatever the order in which statics die: the
+// list that holds them is never destroyed, and a record that Cleanup finds with live
+// instances is kept until the last of them is gone.
 #ifndef KRXMLLIB_MEMORYLEAKHELP_H
 #define KRXMLLIB_MEMORYLEAKHELP_H
 
@@ -22,7 +27,10 @@ public:
         std::atomic<int32_t> lInstanceCount;
         std::atomic<int32_t> lTotalCount;
         const char* lpKey;  // the pointer first registered, for a lookup without a compare
-        int iSlot;          // index of the per-thread counters; -1: the record's counters only
+        // Index of the per-thread counters; -1: the record's counters only.
+        std::atomic<int> iSlot;
+        // Taken out of the list by Cleanup while instances lived: the last one frees it.
+        std::atomic<bool> bRetired;
     };
 
     explicit CInstanceMonitor(const char* lpName);
@@ -30,6 +38,8 @@ public:
     CInstanceMonitor& operator=(const CInstanceMonitor&) { return *this; }  // counts stay
     virtual ~CInstanceMonitor();
 
+    // Empties the list for a fresh report. Records without live instances are freed; the
+    // others go when their last instance does.
     static void Cleanup();
     static std::string DumpState();
 
@@ -38,6 +48,7 @@ private:
 
     static ClassType* Find(const char* lpName);
     static void Count(ClassType* pct, int32_t lAlive, int32_t lTotal);
+    static void ReleaseRetired(ClassType* pct);
 };
 
 #endif

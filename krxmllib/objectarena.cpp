@@ -1,6 +1,6 @@
 #include "objectarena.h"
 
-#include <cstdlib>
+#include <new>
 
 namespace KrXmlLib16 {
 
@@ -24,7 +24,7 @@ CObjectArena::~CObjectArena()
     while (Chunk* p = m_pChunks)
     {
         m_pChunks = p->pNext;
-        std::free(p);
+        ::operator delete(p);
     }
 }
 
@@ -36,9 +36,8 @@ void* CObjectArena::Carve(size_t nBytes)
         size_t nChunk = m_nNextChunk;
         while (nChunk < nBytes + kHeader)
             nChunk *= 2;
-        Chunk* pChunk = static_cast<Chunk*>(std::malloc(nChunk));
-        if (!pChunk)
-            throw std::bad_alloc();
+        // Through operator new, like every other allocation, so that a replaced one sees it.
+        Chunk* pChunk = static_cast<Chunk*>(::operator new(nChunk));
         pChunk->pNext = m_pChunks;
         m_pChunks = pChunk;
         m_pCur = reinterpret_cast<char*>(pChunk) + kHeader;  // the chunk link takes one header's room
@@ -68,9 +67,7 @@ void* CObjectArena::Allocate(size_t nSize)
     }
     else
     {
-        pBlock = static_cast<char*>(std::malloc(nSize + kHeader));
-        if (!pBlock)
-            throw std::bad_alloc();
+        pBlock = static_cast<char*>(::operator new(nSize + kHeader));
     }
     *reinterpret_cast<CObjectArena**>(pBlock) = pArena;
     return pBlock + kHeader;
@@ -85,7 +82,7 @@ void CObjectArena::Free(void* p) noexcept
     if (pArena)
         pArena->Release();
     else
-        std::free(pBlock);
+        ::operator delete(pBlock);
 }
 
 CObjectArena::CBuildScope::CBuildScope() : m_pArena(nullptr)

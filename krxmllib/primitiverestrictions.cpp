@@ -49,47 +49,40 @@ enum Category
     Cat_String,       // lengths in bytes, then the pattern
     Cat_Boolean,      // nothing to check
     Cat_Decimal,      // bounds, totalDigits, fractionDigits
-    Cat_Integer       // bounds, totalDigits
+    Cat_Integer,      // bounds, totalDigits
+    Cat_Unsupported   // char: no facets, and no check either
 };
 
-template <ItemType K> struct Kind;
+// The check of a kind follows from its family; the integers of up to 32 bits print their value
+// with %d, the wider ones as text.
+template <ItemType K>
+constexpr Category CategoryOf()
+{
+    switch (ItemKind<K>::eFamily)
+    {
+    case ItemFamily_Binary: return Cat_Binary;
+    case ItemFamily_Signed:
+    case ItemFamily_Unsigned: return sizeof(typename ItemKind<K>::Type) <= 4 ? Cat_SmallInt : Cat_WideInt;
+    case ItemFamily_Float: return Cat_Float;
+    case ItemFamily_Duration:
+    case ItemFamily_Date: return Cat_Dated;
+    case ItemFamily_DatePart: return Cat_CalendarPart;
+    case ItemFamily_String: return Cat_String;
+    case ItemFamily_Decimal: return Cat_Decimal;
+    case ItemFamily_Integer: return Cat_Integer;
+    case ItemFamily_Boolean: return Cat_Boolean;
+    default: return Cat_Unsupported;
+    }
+}
 
-#define KR_KIND(K, CAT, NAME)                                                             \
-    template <> struct Kind<K>                                                           \
-    {                                                                                    \
-        typedef PrimitiveValueType<K>::Type T;                                           \
-        static const Category category = CAT;                                            \
-        static T Parse(const std::string& s) { return CConversions::NAME##FromString(s, kBoundRule); } \
-        static std::string Text(const T& v) { return CConversions::NAME##ToString(v); }  \
-    };
-
-KR_KIND(ItemType_hexBinary, Cat_Binary, hexBinary)
-KR_KIND(ItemType_base64Binary, Cat_Binary, base64Binary)
-KR_KIND(ItemType_i1, Cat_SmallInt, i1)
-KR_KIND(ItemType_i2, Cat_SmallInt, i2)
-KR_KIND(ItemType_i4, Cat_SmallInt, i4)
-KR_KIND(ItemType_i8, Cat_WideInt, i8)
-KR_KIND(ItemType_ui1, Cat_SmallInt, ui1)
-KR_KIND(ItemType_ui2, Cat_SmallInt, ui2)
-KR_KIND(ItemType_ui4, Cat_SmallInt, ui4)
-KR_KIND(ItemType_ui8, Cat_WideInt, ui8)
-KR_KIND(ItemType_r4, Cat_Float, r4)
-KR_KIND(ItemType_r8, Cat_Float, r8)
-KR_KIND(ItemType_duration, Cat_Dated, duration)
-KR_KIND(ItemType_yearMonth, Cat_Dated, yearMonth)
-KR_KIND(ItemType_monthDay, Cat_Dated, monthDay)
-KR_KIND(ItemType_year, Cat_CalendarPart, year)
-KR_KIND(ItemType_month, Cat_CalendarPart, month)
-KR_KIND(ItemType_day, Cat_CalendarPart, day)
-KR_KIND(ItemType_date, Cat_Dated, date)
-KR_KIND(ItemType_datetime, Cat_Dated, datetime)
-KR_KIND(ItemType_time, Cat_Dated, time)
-KR_KIND(ItemType_string, Cat_String, string)
-KR_KIND(ItemType_boolean, Cat_Boolean, boolean)
-KR_KIND(ItemType_decimal, Cat_Decimal, decimal)
-KR_KIND(ItemType_integer, Cat_Integer, integer)
-
-#undef KR_KIND
+template <ItemType K>
+struct Kind
+{
+    typedef typename ItemKind<K>::Type T;
+    static constexpr Category category = CategoryOf<K>();
+    static T Parse(const std::string& s) { return ItemKind<K>::FromString(s, kBoundRule); }
+    static std::string Text(const T& v) { return ItemKind<K>::ToString(v); }
+};
 
 // minInclusive, maxInclusive, minExclusive, maxExclusive in that order, by the kind's own
 // operators; for floats these are IEEE comparisons, so a NaN fails every bound present.
@@ -251,88 +244,66 @@ template <ItemType K>
 void ValidatePrimitive(const char* name, const typename PrimitiveValueType<K>::Type& value,
                        const CPrimitiveRestrictions* facets)
 {
-    typedef Kind<K> Traits;
-    constexpr Category cat = Traits::category;
-    // A boolean has no facet that could fail.
-    if constexpr (cat != Cat_Boolean)
-    {
-        if (facets)
-            CheckFacets<K>(name, value, *facets);
-    }
-    else
+    constexpr Category cat = Kind<K>::category;
+    if constexpr (cat == Cat_Unsupported)
     {
         (void)name;
         (void)value;
         (void)facets;
+        throw CKrInvalidValueException(std::string("Unknown type [") + ItemKind<K>::Name() + "].");
+    }
+    else if constexpr (cat == Cat_Boolean)
+    {
+        // A boolean has no facet that could fail.
+        (void)name;
+        (void)value;
+        (void)facets;
+    }
+    else if (facets)
+        CheckFacets<K>(name, value, *facets);
+}
+
+#define KR_INSTANTIATE(kind, ...)                                                                           \
+    template void ValidatePrimitive<ItemType_##kind>(const char*, const PrimitiveValueType<ItemType_##kind>::Type&, \
+                                                     const CPrimitiveRestrictions*);
+KRXML_PRIMITIVE_KINDS(KR_INSTANTIATE)
+#undef KR_INSTANTIATE
+
+namespace {
+
+// Reads the value only for a kind whose check can fail: a boolean is never read.
+template <ItemType K, typename ReadFn>
+void ValidateRead(const char* name, ReadFn read, const CPrimitiveRestrictions* facets)
+{
+    if constexpr (Kind<K>::category != Cat_Boolean)
+        ValidatePrimitive<K>(name, read(), facets);
+    else
+    {
+        (void)name;
+        (void)read;
+        (void)facets;
     }
 }
 
-#define KR_INSTANTIATE(K)                                                                                  \
-    template void ValidatePrimitive<K>(const char*, const PrimitiveValueType<K>::Type&,                    \
-                                       const CPrimitiveRestrictions*);
-KR_INSTANTIATE(ItemType_hexBinary)
-KR_INSTANTIATE(ItemType_base64Binary)
-KR_INSTANTIATE(ItemType_i1)
-KR_INSTANTIATE(ItemType_i2)
-KR_INSTANTIATE(ItemType_i4)
-KR_INSTANTIATE(ItemType_i8)
-KR_INSTANTIATE(ItemType_ui1)
-KR_INSTANTIATE(ItemType_ui2)
-KR_INSTANTIATE(ItemType_ui4)
-KR_INSTANTIATE(ItemType_ui8)
-KR_INSTANTIATE(ItemType_r4)
-KR_INSTANTIATE(ItemType_r8)
-KR_INSTANTIATE(ItemType_duration)
-KR_INSTANTIATE(ItemType_yearMonth)
-KR_INSTANTIATE(ItemType_monthDay)
-KR_INSTANTIATE(ItemType_year)
-KR_INSTANTIATE(ItemType_month)
-KR_INSTANTIATE(ItemType_day)
-KR_INSTANTIATE(ItemType_date)
-KR_INSTANTIATE(ItemType_datetime)
-KR_INSTANTIATE(ItemType_time)
-KR_INSTANTIATE(ItemType_string)
-KR_INSTANTIATE(ItemType_boolean)
-KR_INSTANTIATE(ItemType_decimal)
-KR_INSTANTIATE(ItemType_integer)
-#undef KR_INSTANTIATE
+} // namespace
 
 void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, const CPrimitiveRestrictions* facets)
 {
-    if (type < ItemType_hexBinary || type > ItemType_integer || type == ItemType_char)
+    if (!IsPrimitiveKind(type) || type == ItemType_char)
         throw CKrInvalidValueException("Unknown type [" + UnknownTypeText(value) + "].");
     if (!facets || value.IsNil() || !HasAnyFacet(*facets))
         return;
-
+#define KR_VALIDATE(kind, number, T, storage, member, accessor, ...)                                  \
+    case ItemType_##kind:                                                                             \
+        ValidateRead<ItemType_##kind>(name, [&value] { return value.Get##accessor(); }, facets); \
+        break;
     switch (type)
     {
-    case ItemType_hexBinary: ValidatePrimitive<ItemType_hexBinary>(name, value.GetHexBinary(), facets); break;
-    case ItemType_base64Binary: ValidatePrimitive<ItemType_base64Binary>(name, value.GetBase64Binary(), facets); break;
-    case ItemType_i1: ValidatePrimitive<ItemType_i1>(name, value.GetI1(), facets); break;
-    case ItemType_i2: ValidatePrimitive<ItemType_i2>(name, value.GetI2(), facets); break;
-    case ItemType_i4: ValidatePrimitive<ItemType_i4>(name, value.GetI4(), facets); break;
-    case ItemType_i8: ValidatePrimitive<ItemType_i8>(name, value.GetI8(), facets); break;
-    case ItemType_ui1: ValidatePrimitive<ItemType_ui1>(name, value.GetUI1(), facets); break;
-    case ItemType_ui2: ValidatePrimitive<ItemType_ui2>(name, value.GetUI2(), facets); break;
-    case ItemType_ui4: ValidatePrimitive<ItemType_ui4>(name, value.GetUI4(), facets); break;
-    case ItemType_ui8: ValidatePrimitive<ItemType_ui8>(name, value.GetUI8(), facets); break;
-    case ItemType_r4: ValidatePrimitive<ItemType_r4>(name, value.GetR4(), facets); break;
-    case ItemType_r8: ValidatePrimitive<ItemType_r8>(name, value.GetR8(), facets); break;
-    case ItemType_duration: ValidatePrimitive<ItemType_duration>(name, value.GetDuration(), facets); break;
-    case ItemType_yearMonth: ValidatePrimitive<ItemType_yearMonth>(name, value.GetYearMonth(), facets); break;
-    case ItemType_monthDay: ValidatePrimitive<ItemType_monthDay>(name, value.GetMonthDay(), facets); break;
-    case ItemType_year: ValidatePrimitive<ItemType_year>(name, value.GetYear(), facets); break;
-    case ItemType_month: ValidatePrimitive<ItemType_month>(name, value.GetMonth(), facets); break;
-    case ItemType_day: ValidatePrimitive<ItemType_day>(name, value.GetDay(), facets); break;
-    case ItemType_date: ValidatePrimitive<ItemType_date>(name, value.GetDate(), facets); break;
-    case ItemType_datetime: ValidatePrimitive<ItemType_datetime>(name, value.GetDateTime(), facets); break;
-    case ItemType_time: ValidatePrimitive<ItemType_time>(name, value.GetTime(), facets); break;
-    case ItemType_string: ValidatePrimitive<ItemType_string>(name, value.GetString(), facets); break;
-    case ItemType_boolean: break;
-    case ItemType_decimal: ValidatePrimitive<ItemType_decimal>(name, value.GetDecimal(), facets); break;
-    case ItemType_integer: ValidatePrimitive<ItemType_integer>(name, value.GetInteger(), facets); break;
-    default: break;
+        KRXML_PRIMITIVE_KINDS(KR_VALIDATE)
+    default:
+        break;
     }
+#undef KR_VALIDATE
 }
 
 } // namespace KrXmlLib16

@@ -6,11 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "biginteger.h"
-#include "binarydata.h"
-#include "datetime.h"
-#include "datetimespan.h"
-#include "decimal.h"
+#include "conversions.h"
 #include "itemtype.h"
 #include "krvariant.h"
 
@@ -44,38 +40,18 @@ public:
     int32_t m_lFractionDigits;
 };
 
-// The C++ type in which a check of each kind takes its value.
-template <ItemType K> struct PrimitiveValueType;
-template <> struct PrimitiveValueType<ItemType_hexBinary> { typedef CBinaryData Type; };
-template <> struct PrimitiveValueType<ItemType_base64Binary> { typedef CBinaryData Type; };
-template <> struct PrimitiveValueType<ItemType_i1> { typedef int8_t Type; };
-template <> struct PrimitiveValueType<ItemType_i2> { typedef int16_t Type; };
-template <> struct PrimitiveValueType<ItemType_i4> { typedef int32_t Type; };
-template <> struct PrimitiveValueType<ItemType_i8> { typedef int64_t Type; };
-template <> struct PrimitiveValueType<ItemType_ui1> { typedef uint8_t Type; };
-template <> struct PrimitiveValueType<ItemType_ui2> { typedef uint16_t Type; };
-template <> struct PrimitiveValueType<ItemType_ui4> { typedef uint32_t Type; };
-template <> struct PrimitiveValueType<ItemType_ui8> { typedef uint64_t Type; };
-template <> struct PrimitiveValueType<ItemType_r4> { typedef float Type; };
-template <> struct PrimitiveValueType<ItemType_r8> { typedef double Type; };
-template <> struct PrimitiveValueType<ItemType_duration> { typedef CDateTimeSpan Type; };
-template <> struct PrimitiveValueType<ItemType_yearMonth> { typedef CDateTime Type; };
-template <> struct PrimitiveValueType<ItemType_monthDay> { typedef CDateTime Type; };
-template <> struct PrimitiveValueType<ItemType_year> { typedef uint16_t Type; };
-template <> struct PrimitiveValueType<ItemType_month> { typedef uint8_t Type; };
-template <> struct PrimitiveValueType<ItemType_day> { typedef uint8_t Type; };
-template <> struct PrimitiveValueType<ItemType_date> { typedef CDateTime Type; };
-template <> struct PrimitiveValueType<ItemType_datetime> { typedef CDateTime Type; };
-template <> struct PrimitiveValueType<ItemType_time> { typedef CDateTime Type; };
-template <> struct PrimitiveValueType<ItemType_string> { typedef std::string Type; };
-template <> struct PrimitiveValueType<ItemType_boolean> { typedef bool Type; };
-template <> struct PrimitiveValueType<ItemType_decimal> { typedef CDecimal Type; };
-template <> struct PrimitiveValueType<ItemType_integer> { typedef CBigInteger Type; };
+// The C++ type in which a check of each kind takes its value: the kind's own value type.
+template <ItemType K>
+struct PrimitiveValueType
+{
+    typedef typename ItemKind<K>::Type Type;
+};
 
 // The check of one kind, for callers that know the kind at compile time (typed collections):
 //   ValidatePrimitive<ItemType_i4>("quantity", 42, &facets);
 // Raises CKrException with the kind's message when a facet fails; a null facets passes.
-// Defined for the 25 kinds above; char has no facets.
+// Defined for the 26 primitive kinds, so that code over all of them needs no exception; char
+// has no facets and raises CKrInvalidValueException "Unknown type [char]." as the form below.
 template <ItemType K>
 void ValidatePrimitive(const char* name, const typename PrimitiveValueType<K>::Type& value,
                        const CPrimitiveRestrictions* facets);

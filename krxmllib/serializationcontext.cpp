@@ -59,9 +59,7 @@ std::string CNamespaceAliasMap::GetNamespaceAt(int iIndex) const
 // ---- CSerializationContext ----
 
 CSerializationContext::CSerializationContext()
-    : m_pFIContext(nullptr),
-      m_pJsonContext(nullptr),
-      m_bWriteTypeAttribute(true),
+    : m_bWriteTypeAttribute(true),
       m_bIgnoreInvalidCollectionCounts(false),
       m_bIgnoreMissingChoice(false),
       m_bIgnoreMissingMandatoryElements(false),
@@ -77,9 +75,7 @@ CSerializationContext::CSerializationContext()
 }
 
 CSerializationContext::CSerializationContext(const CSerializationContext& other)
-    : m_pFIContext(nullptr),
-      m_pJsonContext(nullptr),
-      m_strDefaultNamespaceURI(other.m_strDefaultNamespaceURI),
+    : m_strDefaultNamespaceURI(other.m_strDefaultNamespaceURI),
       m_bWriteTypeAttribute(other.m_bWriteTypeAttribute),
       m_namespaceAliases(other.m_namespaceAliases),
       m_pAdditionalRootAttributes(other.m_pAdditionalRootAttributes),
@@ -129,9 +125,8 @@ CSerializationContext::~CSerializationContext() = default;
 
 CSmartPtr<CAttributeCol> CSerializationContext::GetAdditionalRootAttributes() const
 {
-    if (!m_pAdditionalRootAttributes)
-        m_pAdditionalRootAttributes = new CAttributeCol("", "##any", "");
-    return m_pAdditionalRootAttributes;
+    return CSmartPtr<CAttributeCol>(
+        m_pAdditionalRootAttributes.GetOrMake([] { return new CAttributeCol("", "##any", ""); }));
 }
 
 CSerializationContext& CSerializationContext::GetDefaultContext()

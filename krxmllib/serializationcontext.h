@@ -1,5 +1,10 @@
 // The options that travel through every read and write, and the namespace prefixes a caller
 // wants declared on the root element.
+//
+// Ownership: a context is a value, owned by whoever made it; calls borrow it and keep no
+// reference. It owns its format sub-contexts, and holds one reference on the root-attribute
+// collection, which its copies share and which a caller may keep through the CSmartPtr it
+// gets. The default context lives as long as the process.
 #ifndef KRXMLLIB_SERIALIZATIONCONTEXT_H
 #define KRXMLLIB_SERIALIZATIONCONTEXT_H
 
@@ -7,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "lazyptr.h"
 #include "smartptr.h"
 #include "xmlenums.h"
 
@@ -63,8 +69,12 @@ public:
     const CNamespaceAliasMap& GetNamespaceAliases() const { return m_namespaceAliases; }
 
     // Attributes written on the root element behind its namespace declarations; made at first
-    // use. A copy of the context shares the collection.
+    // use, also when several threads ask the shared default context at once. A copy of the
+    // context shares the collection.
     CSmartPtr<CAttributeCol> GetAdditionalRootAttributes() const;
+    // The collection if anybody asked for it, else null; makes nothing. The writers read it
+    // so, so that writing with a shared context never changes it.
+    CAttributeCol* PeekAdditionalRootAttributes() const { return m_pAdditionalRootAttributes.Get(); }
 
     std::vector<std::string>& GetProcessingInstructions() { return m_processingInstructions; }
     const std::vector<std::string>& GetProcessingInstructions() const { return m_processingInstructions; }
@@ -108,14 +118,14 @@ public:
     void SetIndentChars(const char* lpIndent);
 
 private:
-    // Sub-contexts of the JSON and Fast Infoset formats, made at first use; their getters and
-    // ownership come with those formats.
-    mutable CFastInfosetContext* m_pFIContext;
-    mutable CJsonContext* m_pJsonContext;
+    // Sub-contexts of the JSON and Fast Infoset formats, owned, made at first use by their
+    // getters, which come with those formats. A copy of the context makes its own.
+    CLazyPtr<CFastInfosetContext> m_pFIContext;
+    CLazyPtr<CJsonContext> m_pJsonContext;
     std::string m_strDefaultNamespaceURI;
     bool m_bWriteTypeAttribute;
     CNamespaceAliasMap m_namespaceAliases;
-    mutable CSmartPtr<CAttributeCol> m_pAdditionalRootAttributes;
+    CLazyCountedPtr<CAttributeCol> m_pAdditionalRootAttributes;
     std::vector<std::string> m_processingInstructions;
     std::string m_strInLineSchema;
     bool m_bIgnoreInvalidCollectionCounts;

@@ -1,4 +1,9 @@
 // Intrusive pointer to objects that carry their own count (AddRef / Release).
+//
+// Ownership: each CSmartPtr that isn't null holds one reference. A new object has count 0 and
+// belongs to nobody until the first CSmartPtr takes it; it deletes itself when the last one
+// lets go. A raw pointer taken from a CSmartPtr is valid only while some reference lives, so a
+// caller that keeps an object keeps a CSmartPtr. A moved-from CSmartPtr is null.
 #ifndef KRXMLLIB_SMARTPTR_H
 #define KRXMLLIB_SMARTPTR_H
 
@@ -19,6 +24,8 @@ public:
         if (p)
             p->AddRef();
     }
+    // Takes over the reference of other, which becomes null; no count changes.
+    CSmartPtr(CSmartPtr<T>&& other) noexcept : p(other.p) { other.p = nullptr; }
     ~CSmartPtr()
     {
         if (p)
@@ -44,6 +51,20 @@ public:
             p->AddRef();
         if (pOld)
             pOld->Release();
+        return *this;
+    }
+    // Releases the old object and takes over the reference of other; moving into itself
+    // changes nothing.
+    CSmartPtr<T>& operator=(CSmartPtr<T>&& other) noexcept
+    {
+        if (this != &other)
+        {
+            T* pOld = p;
+            p = other.p;
+            other.p = nullptr;
+            if (pOld)
+                pOld->Release();
+        }
         return *this;
     }
 

@@ -22,8 +22,7 @@ CStringBuffer::~CStringBuffer()
 void CStringBuffer::AddBlock()
 {
     assert(m_LastBlock_SizeOf == m_LastBlock_DataIn);
-    std::unique_ptr<char[]> pNew(new char[m_dwBlockSize + 1]());
-    m_blocks.push_back(pNew.get());
+    m_blocks.push_back(std::unique_ptr<char[]>(new char[m_dwBlockSize + 1]()));
     try
     {
         m_blockSizes.push_back(m_dwBlockSize);
@@ -33,8 +32,7 @@ void CStringBuffer::AddBlock()
         m_blocks.pop_back();
         throw;
     }
-    char* pBlock = pNew.release();
-    m_pLastBlock = pBlock;
+    m_pLastBlock = m_blocks.back().get();
     m_LastBlock_SizeOf = m_dwBlockSize;
     m_LastBlock_DataIn = 0;
 }
@@ -60,20 +58,22 @@ const char* CStringBuffer::GetData()
     if (m_blocks.empty())
         return "";
     if (m_blocks.size() == 1)
-        return m_blocks[0];
+        return m_blocks[0].get();
     size_t nTotal = m_dwTotalBufferLen;
-    char* pJoined = new char[nTotal + 1];
+    std::unique_ptr<char[]> spJoined(new char[nTotal + 1]);
+    char* pJoined = spJoined.get();
     size_t dwOutputPos = 0;
     for (size_t i = 0; i < m_blocks.size(); ++i)
     {
         size_t n = i + 1 == m_blocks.size() ? m_LastBlock_DataIn : m_blockSizes[i];
-        std::memcpy(pJoined + dwOutputPos, m_blocks[i], n);
+        std::memcpy(pJoined + dwOutputPos, m_blocks[i].get(), n);
         dwOutputPos += n;
     }
     assert(dwOutputPos == m_dwTotalBufferLen);
     pJoined[nTotal] = 0;
     Clear();
-    m_blocks.push_back(pJoined);
+    m_blockSizes.reserve(1);
+    m_blocks.push_back(std::move(spJoined));
     m_blockSizes.push_back(nTotal);
     m_pLastBlock = pJoined;
     m_LastBlock_SizeOf = nTotal;
@@ -95,8 +95,6 @@ void CStringBuffer::AppendTo(std::string& strOut) const
 
 void CStringBuffer::Clear()
 {
-    for (char* p : m_blocks)
-        delete[] p;
     m_blocks.clear();
     m_blockSizes.clear();
     m_pLastBlock = nullptr;
@@ -111,7 +109,7 @@ void CStringBuffer::Reset()
     {
         // Only the used part can hold text: the rest is still clear from the allocation or
         // from an earlier reset.
-        std::memset(m_blocks[0], 0, m_LastBlock_DataIn);
+        std::memset(m_blocks[0].get(), 0, m_LastBlock_DataIn);
         m_LastBlock_DataIn = 0;
         m_dwTotalBufferLen = 0;
     }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -65,7 +66,7 @@ public:
     const char* GetBlock(size_t i, size_t& nLen) const
     {
         nLen = i + 1 == m_blocks.size() ? m_LastBlock_DataIn : m_blockSizes[i];
-        return m_blocks[i];
+        return m_blocks[i].get();
     }
     // Appends the text to strOut straight from the blocks, without joining them first.
     void AppendTo(std::string& strOut) const;
@@ -81,7 +82,7 @@ private:
     void AppendToNewBlocks(const char* pText, size_t nLen);
     void AddBlock();
 
-    std::vector<char*> m_blocks;        // owned, each one byte longer than its capacity
+    std::vector<std::unique_ptr<char[]>> m_blocks;  // each one byte longer than its capacity
     std::vector<size_t> m_blockSizes;   // capacity of each block
     size_t m_dwBlockSize;               // capacity of a new block
     size_t m_LastBlock_DataIn;

@@ -1,5 +1,7 @@
 #include "xmlcollectionbase.h"
 
+#include <algorithm>
+
 #include "functions.h"
 #include "krexception.h"
 
@@ -45,35 +47,126 @@ bool CXmlCollectionBase::IsValidCount(const CSerializationContext& ctx) const
     return !(m_iMaxOccurs != -1 && iCount > m_iMaxOccurs) && iCount >= m_iMinOccurs;
 }
 
-// The loops walk the live list, as a listener may add or remove listeners while it runs.
+CXmlCollectionBase::CXmlCollectionBase(const CXmlCollectionBase& other)
+    : CXmlObjectBase(other),
+      m_strNamespace(other.m_strNamespace),
+      m_iMinOccurs(other.m_iMinOccurs),
+      m_iMaxOccurs(other.m_iMaxOccurs)
+{
+    m_lstListeners.reserve(other.m_lstListeners.size());
+    for (IEventSink* pSink : other.m_lstListeners)
+        if (pSink)
+            m_lstListeners.push_back(pSink);
+}
+
+CXmlCollectionBase& CXmlCollectionBase::operator=(const CXmlCollectionBase& other)
+{
+    if (this == &other)
+        return *this;
+    CXmlObjectBase::operator=(other);
+    m_strNamespace = other.m_strNamespace;
+    m_iMinOccurs = other.m_iMinOccurs;
+    m_iMaxOccurs = other.m_iMaxOccurs;
+    std::vector<IEventSink*> listeners;
+    listeners.reserve(other.m_lstListeners.size());
+    for (IEventSink* pSink : other.m_lstListeners)
+        if (pSink)
+            listeners.push_back(pSink);
+    if (m_iRoundDepth > 0)
+    {
+        // Assigned from inside one of its own events: the running rounds see the old
+        // listeners as removed and the new ones as added.
+        for (IEventSink*& pSink : m_lstListeners)
+            pSink = nullptr;
+        m_lstListeners.insert(m_lstListeners.end(), listeners.begin(), listeners.end());
+        m_bListenerGaps = true;
+    }
+    else
+        m_lstListeners.swap(listeners);
+    return *this;
+}
+
+void CXmlCollectionBase::AddEventListener(IEventSink* pSink)
+{
+    if (pSink)
+        m_lstListeners.push_back(pSink);  // behind the end of every running round
+}
+
+void CXmlCollectionBase::RemoveEventListener(IEventSink* pSink)
+{
+    if (!pSink)
+        return;
+    if (m_iRoundDepth == 0)
+    {
+        m_lstListeners.erase(std::remove(m_lstListeners.begin(), m_lstListeners.end(), pSink), m_lstListeners.end());
+        return;
+    }
+    for (IEventSink*& p : m_lstListeners)
+        if (p == pSink)
+        {
+            p = nullptr;
+            m_bListenerGaps = true;
+        }
+}
+
+// Counts a running round; the last one to end closes the gaps that removals left, also when a
+// listener throws.
+class CXmlCollectionBase::CRound
+{
+public:
+    explicit CRound(CXmlCollectionBase& col) : m_col(col) { ++m_col.m_iRoundDepth; }
+    ~CRound()
+    {
+        if (--m_col.m_iRoundDepth == 0 && m_col.m_bListenerGaps)
+        {
+            std::vector<IEventSink*>& v = m_col.m_lstListeners;
+            v.erase(std::remove(v.begin(), v.end(), nullptr), v.end());
+            m_col.m_bListenerGaps = false;
+        }
+    }
+    CRound(const CRound&) = delete;
+    CRound& operator=(const CRound&) = delete;
+
+private:
+    CXmlCollectionBase& m_col;
+};
+
+template <class TSend>
+void CXmlCollectionBase::FireToListeners(TSend send)
+{
+    // The round is the entries present now; entries added by a listener lie behind it.
+    const size_t nRound = m_lstListeners.size();
+    if (nRound == 0)
+        return;
+    CRound round(*this);
+    for (size_t i = 0; i < nRound && i < m_lstListeners.size(); ++i)
+        if (IEventSink* pSink = m_lstListeners[i])  // null: removed during the round
+            send(pSink);
+}
+
 void CXmlCollectionBase::FireOnCollectionChange()
 {
-    for (IEventSink* pSink : m_lstListeners)
-        FireOnCollectionChangeEvent(pSink, this);
+    FireToListeners([this](IEventSink* pSink) { FireOnCollectionChangeEvent(pSink, this); });
 }
 
 void CXmlCollectionBase::FireOnCollectionAdd(void* pItem)
 {
-    for (IEventSink* pSink : m_lstListeners)
-        FireOnCollectionAddEvent(pSink, this, pItem);
+    FireToListeners([this, pItem](IEventSink* pSink) { FireOnCollectionAddEvent(pSink, this, pItem); });
 }
 
 void CXmlCollectionBase::FireOnCollectionAddComplete(void* pItem)
 {
-    for (IEventSink* pSink : m_lstListeners)
-        FireOnCollectionAddCompleteEvent(pSink, this, pItem);
+    FireToListeners([this, pItem](IEventSink* pSink) { FireOnCollectionAddCompleteEvent(pSink, this, pItem); });
 }
 
 void CXmlCollectionBase::FireOnCollectionRemove(int iIndex)
 {
-    for (IEventSink* pSink : m_lstListeners)
-        FireOnCollectionRemoveEvent(pSink, this, iIndex);
+    FireToListeners([this, iIndex](IEventSink* pSink) { FireOnCollectionRemoveEvent(pSink, this, iIndex); });
 }
 
 void CXmlCollectionBase::FireOnCollectionRemoveComplete(int iIndex)
 {
-    for (IEventSink* pSink : m_lstListeners)
-        FireOnCollectionRemoveCompleteEvent(pSink, this, iIndex);
+    FireToListeners([this, iIndex](IEventSink* pSink) { FireOnCollectionRemoveCompleteEvent(pSink, this, iIndex); });
 }
 
 // ---- CXmlCollection ----

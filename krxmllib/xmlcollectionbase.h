@@ -3,7 +3,6 @@
 #ifndef KRXMLLIB_XMLCOLLECTIONBASE_H
 #define KRXMLLIB_XMLCOLLECTIONBASE_H
 
-#include <list>
 #include <string>
 #include <vector>
 
@@ -22,8 +21,15 @@ public:
     int GetMinOccurs() const { return m_iMinOccurs; }
     int GetMaxOccurs() const { return m_iMaxOccurs; }
 
-    void AddEventListener(IEventSink* pSink) { m_lstListeners.push_back(pSink); }
-    void RemoveEventListener(IEventSink* pSink) { m_lstListeners.remove(pSink); }
+    // Listeners are not owned. A listener may add or remove listeners, itself included, from
+    // inside an event. One event goes to the listeners present when its round began, minus those
+    // removed during the round; a listener added during a round hears from the next event on.
+    // An event fired from inside another (a listener that changes the collection) is a round of
+    // its own under the same rule. A listener must not destroy the collection from inside one of
+    // its events. A null listener is ignored.
+    void AddEventListener(IEventSink* pSink);
+    // Removes every entry equal to pSink.
+    void RemoveEventListener(IEventSink* pSink);
 
     virtual int GetCount() const = 0;
     virtual void Clear() = 0;
@@ -35,8 +41,9 @@ public:
 protected:
     CXmlCollectionBase();
     CXmlCollectionBase(const char* lpElementName, const char* lpNamespace, int iMinOccurs, int iMaxOccurs);
-    CXmlCollectionBase(const CXmlCollectionBase& other) = default;
-    CXmlCollectionBase& operator=(const CXmlCollectionBase& other) = default;
+    // Copies namespace, listeners and limits; the copy is not inside any round of events.
+    CXmlCollectionBase(const CXmlCollectionBase& other);
+    CXmlCollectionBase& operator=(const CXmlCollectionBase& other);
     ~CXmlCollectionBase() override = default;
 
     // A collection is never a document root of its own.
@@ -49,9 +56,20 @@ protected:
     void FireOnCollectionRemoveComplete(int iIndex);
 
     std::string m_strNamespace;
-    std::list<IEventSink*> m_lstListeners;
+    // In the order of adding; a listener may stand twice. While a round of events runs, a
+    // removed entry becomes null and the gaps close when the outermost round ends, so that the
+    // rounds can walk by index without copying the list.
+    std::vector<IEventSink*> m_lstListeners;
     int32_t m_iMinOccurs;
     int32_t m_iMaxOccurs;  // -1: no limit
+
+private:
+    class CRound;
+    template <class TSend>
+    void FireToListeners(TSend send);
+
+    int32_t m_iRoundDepth = 0;    // rounds of events running now, nested ones included
+    bool m_bListenerGaps = false; // null entries wait for the end of the outermost round
 };
 
 class CXmlCollection : public CXmlCollectionBase

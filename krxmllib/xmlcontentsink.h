@@ -10,6 +10,10 @@
 
 namespace KrXmlLib16 {
 
+// Every reader (XML text, binary, chunked file input) reports through this interface and
+// knows nothing else of its receiver. Order of events: the namespace declarations of an
+// element, its start, its attributes, then its content (text, CDATA bounds, child elements)
+// and its end. Strings arrive in the local code page as byte runs that live only for the call.
 class IXmlContentSink
 {
 public:
@@ -20,9 +24,15 @@ public:
     virtual void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) = 0;
     virtual void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
                              size_t nNamespace) = 0;
-    // Character data of the innermost open element.
+    // Character data of the innermost open element; one run of text may come in several pieces.
     virtual void OnText(const char* pText, uint32_t dwLen) = 0;
+    // The innermost open element closes.
     virtual void OnEndElement() = 0;
+    // The bounds of a CDATA section, reported only by a reader told to keep sections. The
+    // section's content comes between them as text. A receiver that keeps text gets the
+    // markers as text by default, so that the section can be told apart later.
+    virtual void OnStartCData() { OnText("<![CDATA[", 9); }
+    virtual void OnEndCData() { OnText("]]>", 3); }
 
 protected:
     ~IXmlContentSink() = default;

@@ -166,9 +166,7 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
     Cleanup();
     if (dwLen == 0 || !pData)
         throw CKrException("XML Stream is empty!");
-    CExpatReader reader(*this);
-    reader.Init();
-    reader.Parse(pData, dwLen, true);
+    ParseXmlText(pData, dwLen);
 }
 
 void CXmlDocument::Load(const char* lpFileName)
@@ -204,9 +202,19 @@ void CXmlDocument::Parse()
 
 void CXmlDocument::ParseText()
 {
-    CExpatReader reader(*this);
+    ParseXmlText(m_pBuffer, m_dwBufferLen);
+}
+
+void CXmlDocument::ParseXmlText(const unsigned char* pData, uint32_t dwLen)
+{
+    CExpatReader reader(*m_pSink, m_eSchemaType, m_pContext->GetStripCDATA());
+    // A caller that consumes elements as they close keeps memory flat only if the parser's
+    // own copy of the input stays small as well; a whole tree costs several times the input
+    // anyway.
+    if (m_pfnElementEnd)
+        reader.SetSliceLength(256 * 1024);
     reader.Init();
-    reader.Parse(true);
+    reader.Parse(pData, dwLen, true);
 }
 
 // ---- namespaces ----
@@ -289,7 +297,16 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
                                        const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
 {
     pElement->m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
-    CXmlAttribute* pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+    CXmlAttribute* pAttr;
+    try
+    {
+        pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+    }
+    catch (...)
+    {
+        pElement->m_attributes.pop_back();  // no node for the room: the element's destructor mustn't meet it
+        throw;
+    }
     pElement->m_attributes.back() = pAttr;
     pAttr->m_strLocalName.assign(pLocalName, nLocalName);
     pAttr->m_strValue.assign(pValue, nValue);

@@ -1,4 +1,9 @@
 // The read-only tree of one input document, and the loaders that fill it.
+//
+// Ownership: the document owns its input buffer and every element and attribute of its tree.
+// The pointers it hands out are valid until the next load or the document's end; a caller
+// keeps copies of the strings, never the nodes. The context is borrowed and must outlive the
+// document, as must a content sink given to SetContentSink.
 #ifndef KRXMLLIB_XMLDOCUMENT_H
 #define KRXMLLIB_XMLDOCUMENT_H
 
@@ -18,11 +23,11 @@
 namespace KrXmlLib16 {
 
 class CSerializationContext;
-class CExpatReader;
 
+// Readers fill the document only through its IXmlContentSink, the same interface through which
+// they feed any other receiver.
 class CXmlDocument : public CInstanceMonitor, private IXmlContentSink
 {
-    friend class CExpatReader;
     friend class CXmlElement;
 
 public:
@@ -100,9 +105,14 @@ private:
     }
     void OnText(const char* pText, uint32_t dwLen) override { AppendTextExcludingCR(m_pElementStack.back(), pText, dwLen); }
     void OnEndElement() override { EndElement(); }
+    // Kept sections stay in the text with their markers.
+    void OnStartCData() override { m_pElementStack.back()->AppendText("<![CDATA[", 9); }
+    void OnEndCData() override { m_pElementStack.back()->AppendText("]]>", 3); }
 
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
+    // Runs the XML text parser over the bytes, as the one and final piece, into the receiver.
+    void ParseXmlText(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
     // The root if there is none yet, else a child of the open element; names as byte runs.
     CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);

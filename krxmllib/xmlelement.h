@@ -1,4 +1,8 @@
 // Nodes of the read-only document tree: elements with their attributes and one text each.
+//
+// Ownership: elements and attributes belong to their CXmlDocument and die with its next load
+// or its end; a caller never deletes or keeps them. The strings they return by reference are
+// valid as long as the node.
 #ifndef KRXMLLIB_XMLELEMENT_H
 #define KRXMLLIB_XMLELEMENT_H
 

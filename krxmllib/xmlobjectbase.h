@@ -1,5 +1,12 @@
 // The root of every bound object: reference count, element name and the public entry points
 // that read an object from, and write it to, XML text, JSON and Fast Infoset.
+//
+// Ownership: an object is counted and owned by its references (CSmartPtr); it starts at 0 and
+// deletes itself when the last reference goes, so it is made with new and never deleted by
+// hand. A parent owns its children through its properties, a collection one reference on each
+// item. The entry points borrow the context and the input for the call and keep nothing of
+// them: what the object holds afterwards is its own copy. A listener (IEventSink) is not owned
+// by what it listens to.
 #ifndef KRXMLLIB_XMLOBJECTBASE_H
 #define KRXMLLIB_XMLOBJECTBASE_H
 
@@ -25,6 +32,7 @@ class CXmlWriter;
 class CElement;
 class CBinaryData;
 class CTextStream;
+class CKrInvalidNamespaceException;
 
 // An intrusive count, changed only by atomic steps. It is no part of an object's value: a
 // copy starts again at 0.
@@ -169,6 +177,12 @@ protected:
     // objects and code without one.
     static void TestNamespace(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
     static bool IsNamespaceValid(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace);
+    // The refusal of a namespace that the rule doesn't grant, for the item at strPath (empty
+    // where no item is known); every such refusal is made here, so that all read alike.
+    static CKrInvalidNamespaceException InvalidNamespaceException(const std::string& strNamespace,
+                                                                  const std::string& strAllowed,
+                                                                  const std::string& strTargetNamespace,
+                                                                  std::string strPath);
 
     bool DoesElementNameMatch(const CSerializationContext& ctx, const CXmlElement* pElement, const char* lpName,
                               const char* lpNamespace) const;

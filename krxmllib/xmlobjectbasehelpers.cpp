@@ -1,6 +1,7 @@
 // The protected helpers of CXmlObjectBase that code knowing a schema calls: forwarders,
 // choice bookkeeping, null and name checks, namespace tests and collection events.
 #include <cstring>
+#include <utility>
 
 #include "functions.h"
 #include "krexception.h"
@@ -147,14 +148,22 @@ bool CXmlObjectBase::IsNamespaceValid(const char* lpNamespace, const char* lpAll
     }
 }
 
+CKrInvalidNamespaceException CXmlObjectBase::InvalidNamespaceException(const std::string& strNamespace,
+                                                                       const std::string& strAllowed,
+                                                                       const std::string& strTargetNamespace,
+                                                                       std::string strPath)
+{
+    return CKrInvalidNamespaceException(
+        FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
+                     strNamespace.c_str(), strAllowed.c_str(), strTargetNamespace.c_str()),
+        std::move(strPath));
+}
+
 void CXmlObjectBase::TestNamespace(const char* lpNamespace, const char* lpAllowed, const char* lpTargetNamespace)
 {
     if (!IsNamespaceValid(lpNamespace, lpAllowed, lpTargetNamespace))
-        throw CKrInvalidNamespaceException(
-            FormatString("Invalid namespace [%s]. The namespace must be one of [%s] where the target namespace is [%s].",
-                         lpNamespace ? lpNamespace : "", lpAllowed ? lpAllowed : "",
-                         lpTargetNamespace ? lpTargetNamespace : ""),
-            std::string());
+        throw InvalidNamespaceException(lpNamespace ? lpNamespace : "", lpAllowed ? lpAllowed : "",
+                                        lpTargetNamespace ? lpTargetNamespace : "", std::string());
 }
 
 bool CXmlObjectBase::DoesElementNameMatch(const CSerializationContext& ctx, const CXmlElement* pElement,

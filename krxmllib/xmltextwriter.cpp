@@ -39,33 +39,19 @@ struct EscapeTables
                 code = Esc_Forbidden;
             content[c] = attribute[c] = code;
         }
-        content['\n'] = Esc_LineFeedContent;
-        attribute['\n'] = Esc_LineFeedAttr;
-        content['\r'] = attribute['\r'] = Esc_Drop;
-        attribute['"'] = Esc_Quot;
-        content['&'] = attribute['&'] = Esc_Amp;
-        content['<'] = attribute['<'] = Esc_Lt;
-        content['>'] = attribute['>'] = Esc_Gt;
+        content[0x0A] = Esc_LineFeedContent;
+        attribute[0x0A] = Esc_LineFeedAttr;
+        content[0x0D] = attribute[0x0D] = Esc_Drop;
+        attribute[0x22] = Esc_Quot;  // "
+        content[0x26] = attribute[0x26] = Esc_Amp;  // &
+        content[0x3C] = attribute[0x3C] = Esc_Lt;  // <
+        content[0x3E] = attribute[0x3E] = Esc_Gt;  // >
     }
 };
 
 const EscapeTables g_escape;
 
 const char kCDataStart[] = "<![CDATA[";
-
-// Deletes a context that never became current, without the parent chain it points to.
-struct PendingContext
-{
-    CXmlWriter::CXmlWriterContext* p;
-    ~PendingContext()
-    {
-        if (p)
-        {
-            p->m_pParent = nullptr;
-            delete p;
-        }
-    }
-};
 
 } // namespace
 
@@ -119,7 +105,26 @@ void CXmlTextWriter::WriteIndent(int nDepth)
     Write(m_strIndentRun.data(), nNeed);
 }
 
-void CXmlTextWriter::WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable)
+void CXmlTextWriter::ThrowUnrepresentable(unsigned char c, const EscapeSite& site)
+{
+    std::string strPath = site.pElement ? site.pElement->GetXPath() : std::string();
+    if (site.pAttrName)
+    {
+        // An attribute's path as the document tree forms it: the prefix stands before the "@".
+        strPath += '/';
+        if (site.pAttrPrefix && !site.pAttrPrefix->empty())
+        {
+            strPath += *site.pAttrPrefix;
+            strPath += ':';
+        }
+        strPath += '@';
+        strPath += *site.pAttrName;
+    }
+    throw CKrException(FormatString("The character [0x%02X] can not be represented in XML", static_cast<unsigned int>(c)),
+                       strPath);
+}
+
+void CXmlTextWriter::WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable, const EscapeSite& site)
 {
     // Runs of bytes that need nothing go out in one piece.
     const char* pRun = pText;
@@ -141,32 +146,31 @@ void CXmlTextWriter::WriteEscaped(const char* pText, size_t nLen, const unsigned
         case Esc_Amp: Write("&amp;", 5); break;
         case Esc_Lt: Write("&lt;", 4); break;
         case Esc_Gt: Write("&gt;", 4); break;
-        default:
-            throw CKrException(FormatString("The character [0x%02X] can not be represented in XML",
-                                            static_cast<unsigned int>(static_cast<unsigned char>(*p))));
+        default: ThrowUnrepresentable(static_cast<unsigned char>(*p), site);
         }
     }
     if (pEnd > pRun)
         Write(pRun, static_cast<size_t>(pEnd - pRun));
 }
 
-void CXmlTextWriter::WriteContentEscaped(const std::string& strText)
+void CXmlTextWriter::WriteContentEscaped(const std::string& strText, const CXmlWriterContext* pElement)
 {
-    WriteEscaped(strText.data(), strText.size(), g_escape.content);
+    WriteEscaped(strText.data(), strText.size(), g_escape.content, EscapeSite{pElement, nullptr, nullptr});
 }
 
-void CXmlTextWriter::WriteAttributeEscaped(const std::string& strText)
+void CXmlTextWriter::WriteAttributeEscaped(const std::string& strText, const EscapeSite& site)
 {
-    WriteEscaped(strText.data(), strText.size(), g_escape.attribute);
+    WriteEscaped(strText.data(), strText.size(), g_escape.attribute, site);
 }
 
 void CXmlTextWriter::WriteNamespaceDeclaration(const char* lpBefore, const std::string& strAlias,
-                                               const std::string& strNamespace, const char* lpAfter)
+                                               const std::string& strNamespace, const char* lpAfter,
+                                               const CXmlWriterContext* pElement)
 {
     Write(lpBefore, std::strlen(lpBefore));
     Write(strAlias);
     Write("=\"", 2);
-    WriteAttributeEscaped(strNamespace);
+    WriteAttributeEscaped(strNamespace, EscapeSite{pElement, nullptr, nullptr});
     Write(lpAfter, std::strlen(lpAfter));
 }
 
@@ -248,9 +252,10 @@ void CXmlTextWriter::WriteComment(const std::string& strText)
 {
     // The only sequences a comment can't hold; escaping can't help inside a comment.
     if (strText.find("--") != std::string::npos || (!strText.empty() && strText.back() == '-'))
-        throw CKrException("A comment can not contain \"--\" or end with \"-\"");
+        throw CKrException("A comment can not contain \"--\" or end with \"-\"",
+                           m_pContext ? m_pContext->GetXPath() : std::string());
     Write("<!--", 4);
-    WriteContentEscaped(strText);
+    WriteContentEscaped(strText, m_pContext);
     Write("-->", 3);
     WriteEol();
     FlushTest();
@@ -279,14 +284,16 @@ void CXmlTextWriter::StartElement(const std::string& strName, const std::string&
 {
     bool bRoot = m_pContext == nullptr;
     CloseParentStartTag();
-    PendingContext pending{CreateContext(strName, strNamespace)};
-    CXmlWriterContext* pNew = pending.p;
+    CXmlWriterContext* pNew = CreateContext(strName, strNamespace);
 
     if (m_bFormatted)
         WriteIndent(pNew->m_nDepth);
     Write('<');
     if (strNamespace.empty() || strNamespace == pNew->GetDefaultNamespace())
+    {
         Write(strName);
+        CountChildOfParent(pNew);
+    }
     else
     {
         bool bNewAlias = false;
@@ -301,15 +308,16 @@ void CXmlTextWriter::StartElement(const std::string& strName, const std::string&
         Write(pNew->m_strPrefix);
         Write(':');
         Write(strName);
+        CountChildOfParent(pNew);
         if (bNewAlias)
-            WriteNamespaceDeclaration(" xmlns:", pNew->m_strPrefix, strNamespace, "\"");
+            WriteNamespaceDeclaration(" xmlns:", pNew->m_strPrefix, strNamespace, "\"", pNew);
     }
     if (bRoot)
     {
         if (!m_strDefaultNamespace.empty())
         {
             Write(" xmlns=\"", 8);
-            WriteAttributeEscaped(m_strDefaultNamespace);
+            WriteAttributeEscaped(m_strDefaultNamespace, EscapeSite{pNew, nullptr, nullptr});
             Write('"');
         }
         static const size_t nXmlUriLen = std::strlen(kXmlNamespaceUri);
@@ -317,12 +325,11 @@ void CXmlTextWriter::StartElement(const std::string& strName, const std::string&
         {
             if (entry.first.compare(0, nXmlUriLen, kXmlNamespaceUri) == 0)
                 continue;
-            WriteNamespaceDeclaration(" xmlns:", entry.second, entry.first, "\"");
+            WriteNamespaceDeclaration(" xmlns:", entry.second, entry.first, "\"", pNew);
         }
     }
     FlushTest();
     PushContext(pNew);
-    pending.p = nullptr;
 }
 
 void CXmlTextWriter::WriteElementText(const std::string& strText, ItemType, bool bIsDefault)
@@ -340,7 +347,7 @@ void CXmlTextWriter::WriteElementText(const std::string& strText, ItemType, bool
     if (strText.compare(0, sizeof(kCDataStart) - 1, kCDataStart) == 0)
         Write(strText);
     else
-        WriteContentEscaped(strText);
+        WriteContentEscaped(strText, m_pContext);
     FlushTest();
 }
 
@@ -374,15 +381,16 @@ void CXmlTextWriter::WriteAttribute(const std::string& strName, const std::strin
 {
     CheckAttributeAllowed();
     Write(' ');
+    const std::string* pAlias = nullptr;
     if (!strNamespace.empty())
     {
         // The default namespace is no help to attributes: a namespace always takes an alias.
-        const std::string* pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
+        pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
         if (pAlias->empty())
         {
             std::string strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
             m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
-            WriteNamespaceDeclaration("xmlns:", strAlias, strNamespace, "\" ");
+            WriteNamespaceDeclaration("xmlns:", strAlias, strNamespace, "\" ", m_pContext);
             pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
         }
         assert(pAlias->length() != 0);
@@ -391,7 +399,7 @@ void CXmlTextWriter::WriteAttribute(const std::string& strName, const std::strin
     }
     Write(strName);
     Write("=\"", 2);
-    WriteAttributeEscaped(strValue);
+    WriteAttributeEscaped(strValue, EscapeSite{m_pContext, pAlias, &strName});
     Write('"');
     FlushTest();
 }
@@ -411,7 +419,7 @@ void CXmlTextWriter::WriteTypeAttribute(const std::string& strNamespace, const s
         strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
         m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
         // WriteAttribute adds a blank of its own, so two stand between the two attributes.
-        WriteNamespaceDeclaration(" xmlns:", strAlias, strNamespace, "\" ");
+        WriteNamespaceDeclaration(" xmlns:", strAlias, strNamespace, "\" ", m_pContext);
     }
     WriteAttribute("type", kXmlSchemaInstanceUri, strAlias + ":" + strTypeName, eType);
 }

@@ -58,13 +58,22 @@ private:
     void Write(char c) { m_pStream->Write(c); }
     void WriteEol() { Write(m_strEol); }
     void WriteIndent(int nDepth);
-    void WriteContentEscaped(const std::string& strText);
-    void WriteAttributeEscaped(const std::string& strText);
-    void WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable);
+    // Where an escaped text goes: an element (null before the root), and for an attribute
+    // value its prefix and name. Only a refused character looks at it, for the path.
+    struct EscapeSite
+    {
+        const CXmlWriterContext* pElement;
+        const std::string* pAttrPrefix;
+        const std::string* pAttrName;
+    };
+    void WriteContentEscaped(const std::string& strText, const CXmlWriterContext* pElement);
+    void WriteAttributeEscaped(const std::string& strText, const EscapeSite& site);
+    void WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable, const EscapeSite& site);
+    [[noreturn]] static void ThrowUnrepresentable(unsigned char c, const EscapeSite& site);
     // Writes xmlns:alias="namespace", with the blank before or the quote and blank after as
-    // the caller needs.
+    // the caller needs; pElement is the element that declares it.
     void WriteNamespaceDeclaration(const char* lpBefore, const std::string& strAlias, const std::string& strNamespace,
-                                   const char* lpAfter);
+                                   const char* lpAfter, const CXmlWriterContext* pElement);
     void CloseParentStartTag();
     void CheckAttributeAllowed() const;
     void FlushTest()

@@ -15,36 +15,52 @@ const char* const kXmlSchemaInstanceUri = "http://www.w3.org/2001/XMLSchema-inst
 
 CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, const std::string& strNamespace,
                                                  CXmlWriterContext* pParent)
-    : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true),
-      m_nDepth(pParent ? pParent->m_nDepth + 1 : 0), m_strNamespace(strNamespace), m_strName(strName),
-      m_pParent(pParent), m_bFIHeaderDone(false), m_iArrayState(0),
-      m_pNamespaceMap(pParent ? pParent->m_pNamespaceMap : nullptr), m_bInheritsScope(pParent != nullptr),
-      m_bOwnsMap(false), m_pScopeDefaultNamespace(pParent ? pParent->m_pScopeDefaultNamespace : &m_strDefaultNamespace)
+    : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
+      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
+      m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
+      m_pMapStorage(nullptr), m_nChildNames(0)
 {
-    if (!pParent)
+    try
     {
-        // Without a parent there is nothing to inherit: an empty scope of its own.
-        m_pNamespaceMap = new NamespaceMap();
-        m_bOwnsMap = true;
+        if (pParent)
+            Reset(strName, strNamespace, pParent);
+        else
+            // Without a parent there is nothing to inherit: an empty scope of its own.
+            ResetRoot(strName, strNamespace, std::string(), NamespaceMap());
+    }
+    catch (...)
+    {
+        m_pParent = nullptr;  // not owned until construction is complete
+        delete m_pMapStorage;
+        throw;
     }
 }
 
 CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, const std::string& strNamespace,
                                                  const std::string& strDefaultNamespace,
                                                  const NamespaceMap& namespaces, CXmlWriterContext* pParent)
-    : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true),
-      m_nDepth(pParent ? pParent->m_nDepth + 1 : 0), m_strNamespace(strNamespace), m_strName(strName),
-      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_strDefaultNamespace(strDefaultNamespace),
-      m_pNamespaceMap(new NamespaceMap(namespaces)), m_bInheritsScope(false), m_bOwnsMap(true),
-      m_pScopeDefaultNamespace(&m_strDefaultNamespace)
+    : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
+      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
+      m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
+      m_pMapStorage(nullptr), m_nChildNames(0)
 {
+    try
+    {
+        ResetRoot(strName, strNamespace, strDefaultNamespace, namespaces);
+    }
+    catch (...)
+    {
+        delete m_pMapStorage;
+        throw;
+    }
+    if (pParent)
+        m_nDepth = pParent->m_nDepth + 1;
     m_pParent = pParent;  // owned only once construction can no longer fail
 }
 
 CXmlWriter::CXmlWriterContext::~CXmlWriterContext()
 {
-    if (m_bOwnsMap)
-        delete m_pNamespaceMap;
+    delete m_pMapStorage;
     // The chain is freed in a loop, so that a deep document can't exhaust the stack.
     CXmlWriterContext* p = m_pParent;
     m_pParent = nullptr;
@@ -55,6 +71,52 @@ CXmlWriter::CXmlWriterContext::~CXmlWriterContext()
         delete p;
         p = pNext;
     }
+}
+
+void CXmlWriter::CXmlWriterContext::Reset(const std::string& strName, const std::string& strNamespace,
+                                          CXmlWriterContext* pParent)
+{
+    // The names first: they are all that can fail, and the rest then stays consistent.
+    m_strName.assign(strName);
+    m_strNamespace.assign(strNamespace);
+    m_strPrefix.clear();
+    m_nChildElements = 0;
+    m_bStartTagOpen = true;
+    m_nDepth = pParent->m_nDepth + 1;
+    m_pParent = pParent;
+    m_bFIHeaderDone = false;
+    m_iArrayState = 0;
+    m_pNamespaceMap = pParent->m_pNamespaceMap;
+    m_pScopeDefaultNamespace = pParent->m_pScopeDefaultNamespace;
+    m_bInheritsScope = true;
+    m_bOwnsMap = false;
+    m_nPosition = 0;
+    m_nChildNames = 0;
+}
+
+void CXmlWriter::CXmlWriterContext::ResetRoot(const std::string& strName, const std::string& strNamespace,
+                                              const std::string& strDefaultNamespace, const NamespaceMap& namespaces)
+{
+    m_strName.assign(strName);
+    m_strNamespace.assign(strNamespace);
+    m_strPrefix.clear();
+    m_strDefaultNamespace.assign(strDefaultNamespace);
+    if (!m_pMapStorage)
+        m_pMapStorage = new NamespaceMap(namespaces);
+    else
+        *m_pMapStorage = namespaces;
+    m_nChildElements = 0;
+    m_bStartTagOpen = true;
+    m_nDepth = 0;
+    m_pParent = nullptr;
+    m_bFIHeaderDone = false;
+    m_iArrayState = 0;
+    m_pNamespaceMap = m_pMapStorage;
+    m_pScopeDefaultNamespace = &m_strDefaultNamespace;
+    m_bInheritsScope = false;
+    m_bOwnsMap = true;
+    m_nPosition = 0;
+    m_nChildNames = 0;
 }
 
 const std::string& CXmlWriter::CXmlWriterContext::GetNamespaceMapValue(const std::string& strNamespace) const
@@ -68,9 +130,13 @@ void CXmlWriter::CXmlWriterContext::MakeOwnScope()
 {
     if (!m_bInheritsScope)
         return;
-    NamespaceMap* pCopy = new NamespaceMap(*m_pNamespaceMap);
-    m_strDefaultNamespace = *m_pScopeDefaultNamespace;
-    m_pNamespaceMap = pCopy;
+    // Copies into the kept storage; a failure leaves the context on its inherited scope.
+    if (!m_pMapStorage)
+        m_pMapStorage = new NamespaceMap(*m_pNamespaceMap);
+    else
+        *m_pMapStorage = *m_pNamespaceMap;
+    m_strDefaultNamespace.assign(*m_pScopeDefaultNamespace);
+    m_pNamespaceMap = m_pMapStorage;
     m_bOwnsMap = true;
     m_bInheritsScope = false;
     m_pScopeDefaultNamespace = &m_strDefaultNamespace;
@@ -88,6 +154,50 @@ void CXmlWriter::CXmlWriterContext::SetDefaultNamespace(const std::string& strNa
     m_strDefaultNamespace = strNamespace;
 }
 
+uint32_t CXmlWriter::CXmlWriterContext::CountChild(const std::string& strPrefix, const std::string& strName)
+{
+    // From the last name backwards: a run of one name, the common repeat, is found at once.
+    for (size_t i = m_nChildNames; i-- > 0;)
+    {
+        ChildName& child = m_childNames[i];
+        if (child.strName == strName && child.strPrefix == strPrefix)
+            return ++child.nCount;
+    }
+    if (m_nChildNames == m_childNames.size())
+        m_childNames.emplace_back();
+    ChildName& child = m_childNames[m_nChildNames];
+    child.strPrefix.assign(strPrefix);
+    child.strName.assign(strName);
+    child.nCount = 1;
+    ++m_nChildNames;
+    return 1;
+}
+
+std::string CXmlWriter::CXmlWriterContext::GetXPath() const
+{
+    std::vector<const CXmlWriterContext*> chain;
+    for (const CXmlWriterContext* p = this; p; p = p->m_pParent)
+        chain.push_back(p);
+    std::string strPath;
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it)
+    {
+        strPath += '/';
+        if (!(*it)->m_strPrefix.empty())
+        {
+            strPath += (*it)->m_strPrefix;
+            strPath += ':';
+        }
+        strPath += (*it)->m_strName;
+        if ((*it)->m_nPosition > 1)
+        {
+            strPath += '[';
+            strPath += std::to_string((*it)->m_nPosition);
+            strPath += ']';
+        }
+    }
+    return strPath;
+}
+
 // ---- CXmlWriter ----
 
 CXmlWriter::CXmlWriter(const char* lpClassName) : CInstanceMonitor(lpClassName), m_pContext(nullptr)
@@ -97,7 +207,13 @@ CXmlWriter::CXmlWriter(const char* lpClassName) : CInstanceMonitor(lpClassName),
 
 CXmlWriter::~CXmlWriter()
 {
-    delete m_pContext;
+    // The open contexts are among these; each is freed alone.
+    for (CXmlWriterContext* p : m_contextPool)
+    {
+        if (p)
+            p->m_pParent = nullptr;
+        delete p;
+    }
 }
 
 void CXmlWriter::StartDocument() {}
@@ -165,20 +281,44 @@ std::string CXmlWriter::GenerateNamespaceAlias(const NamespaceMap& map)
 }
 
 CXmlWriter::CXmlWriterContext* CXmlWriter::CreateContext(const std::string& strName,
-                                                         const std::string& strNamespace) const
+                                                         const std::string& strNamespace)
 {
+    size_t nDepth = m_pContext ? static_cast<size_t>(m_pContext->m_nDepth) + 1 : 0;
+    if (nDepth >= m_contextPool.size())
+        m_contextPool.resize(nDepth + 1, nullptr);
+    CXmlWriterContext*& pSlot = m_contextPool[nDepth];
+    if (!pSlot)
+    {
+        // The first element at this depth. The parent link it makes is cleared before the
+        // writer deletes it, like that of every reused context.
+        pSlot = m_pContext ? new CXmlWriterContext(strName, strNamespace, m_pContext)
+                           : new CXmlWriterContext(strName, strNamespace, m_strDefaultNamespace, m_namespaces, nullptr);
+        return pSlot;
+    }
     if (m_pContext)
-        return new CXmlWriterContext(strName, strNamespace, m_pContext);
-    return new CXmlWriterContext(strName, strNamespace, m_strDefaultNamespace, m_namespaces, nullptr);
+        pSlot->Reset(strName, strNamespace, m_pContext);
+    else
+        pSlot->ResetRoot(strName, strNamespace, m_strDefaultNamespace, m_namespaces);
+    return pSlot;
+}
+
+void CXmlWriter::CountChildOfParent(CXmlWriterContext* pContext)
+{
+    pContext->m_nPosition =
+        pContext->m_pParent ? pContext->m_pParent->CountChild(pContext->m_strPrefix, pContext->m_strName) : 1;
+}
+
+void CXmlWriter::PushContext(CXmlWriterContext* pContext)
+{
+    if (pContext->m_nPosition == 0)
+        CountChildOfParent(pContext);
+    m_pContext = pContext;
 }
 
 void CXmlWriter::PopContext()
 {
     assert(m_pContext != 0);
-    CXmlWriterContext* pContext = m_pContext;
-    m_pContext = pContext->m_pParent;
-    pContext->m_pParent = nullptr;
-    delete pContext;
+    m_pContext = m_pContext->m_pParent;
 }
 
 } // namespace KrXmlLib16

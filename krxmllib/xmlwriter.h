@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "itemtype.h"
 #include "memoryleakhelp.h"
@@ -22,10 +23,12 @@ public:
     // One open element. Its namespace scope is copy-on-write: a context shares the map and
     // default namespace of its nearest ancestor that declared something, and takes copies
     // of its own only when it declares something itself; what it declares ends with it.
+    // A writer keeps one context per depth and reuses it for every element at that depth, so
+    // that writing allocates nothing per element once the deepest level has been reached.
     class CXmlWriterContext : public CInstanceMonitor
     {
     public:
-            // A nested element: inherits the scope of pParent.
+        // A nested element: inherits the scope of pParent.
         CXmlWriterContext(const std::string& strName, const std::string& strNamespace, CXmlWriterContext* pParent);
         // The root element: a scope of its own with a copy of the writer's declarations.
         CXmlWriterContext(const std::string& strName, const std::string& strNamespace,
@@ -36,6 +39,12 @@ public:
         CXmlWriterContext(const CXmlWriterContext&) = delete;
         CXmlWriterContext& operator=(const CXmlWriterContext&) = delete;
 
+        // Makes the context over for another element, as the matching constructor would, but
+        // in the storage it already has. pParent isn't owned through a reset context.
+        void Reset(const std::string& strName, const std::string& strNamespace, CXmlWriterContext* pParent);
+        void ResetRoot(const std::string& strName, const std::string& strNamespace,
+                       const std::string& strDefaultNamespace, const NamespaceMap& namespaces);
+
         const std::string& GetDefaultNamespace() const { return *m_pScopeDefaultNamespace; }
         const NamespaceMap& GetNamespaceMap() const { return *m_pNamespaceMap; }
         // The alias in force for the namespace, or an empty string.
@@ -43,21 +52,31 @@ public:
         void SetNamespaceMapValue(const std::string& strNamespace, const std::string& strAlias);
         void SetDefaultNamespace(const std::string& strNamespace);
 
+        // Counts a child started under this element by its name as written; answers its
+        // position among the children of that name so far, from 1.
+        uint32_t CountChild(const std::string& strPrefix, const std::string& strName);
+        // "/order/item[3]/name": the element's path in the form a document tree gives it,
+        // with the prefixes as written. A predicate stands where an earlier sibling has the
+        // same name; siblings still to come are unknown, so a first one has none.
+        std::string GetXPath() const;
+
         uint32_t m_nChildElements;   // child elements started so far
         bool m_bStartTagOpen;        // true until the first content closes the start tag
         int m_nDepth;                // 0 at the root
         std::string m_strNamespace;
         std::string m_strName;
-        CXmlWriterContext* m_pParent;  // owned
+        CXmlWriterContext* m_pParent;  // owned, except in a writer's reused contexts
         bool m_bFIHeaderDone;        // for the binary writer
         int m_iArrayState;           // for the JSON writer
         std::string m_strDefaultNamespace;  // meaningful only with a scope of its own
         NamespaceMap* m_pNamespaceMap;      // the map in force here
         bool m_bInheritsScope;
-        bool m_bOwnsMap;
+        bool m_bOwnsMap;                    // m_pNamespaceMap is this context's own
         // The prefix the start tag was written with, so that the end tag matches it whatever
         // is declared in between; empty for a plain name.
         std::string m_strPrefix;
+        // Position among the parent's children of the same name, from 1; 0 until counted.
+        uint32_t m_nPosition;
 
     private:
         void MakeOwnScope();
@@ -65,6 +84,19 @@ public:
         // The default namespace in force: this context's own, or that of the ancestor whose
         // scope it shares.
         const std::string* m_pScopeDefaultNamespace;
+        // The storage of an own map, kept across resets so that its nodes are reused.
+        NamespaceMap* m_pMapStorage;
+
+        // Children started so far, one entry per distinct name; entries beyond
+        // m_nChildNames are kept for their capacity.
+        struct ChildName
+        {
+            std::string strPrefix;
+            std::string strName;
+            uint32_t nCount;
+        };
+        std::vector<ChildName> m_childNames;
+        size_t m_nChildNames;
     };
 
     virtual ~CXmlWriter();
@@ -109,16 +141,24 @@ protected:
     // Called after SetArrayState has stored a new state in pContext.
     virtual void OnArrayStateChanged(CXmlWriterContext* pContext, int iOldState);
 
-    // A new context for an element about to start: nested under the current one, or the root
-    // with the writer's declarations. Not yet current: see PushContext.
-    CXmlWriterContext* CreateContext(const std::string& strName, const std::string& strNamespace) const;
-    void PushContext(CXmlWriterContext* pContext) { m_pContext = pContext; }
+    // The context for an element about to start, nested under the current one, or the root
+    // with the writer's declarations: the writer's own context for that depth, reset. It
+    // belongs to the writer, and isn't current until PushContext; a start that fails before
+    // that simply leaves it unused.
+    CXmlWriterContext* CreateContext(const std::string& strName, const std::string& strNamespace);
+    // Makes the context current, counting it among its parent's children if that hasn't been
+    // done (by CountChildOfParent) yet.
+    void PushContext(CXmlWriterContext* pContext);
+    // Counts a new context among its parent's children, once its prefix is known.
+    static void CountChildOfParent(CXmlWriterContext* pContext);
     // Ends the current element: its parent becomes current.
     void PopContext();
 
     std::string m_strDefaultNamespace;
     CXmlWriterContext* m_pContext;
     NamespaceMap m_namespaces;
+    // The writer's contexts, one per depth, owned.
+    std::vector<CXmlWriterContext*> m_contextPool;
 };
 
 // Namespaces every writer knows.

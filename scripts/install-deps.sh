@@ -4,7 +4,7 @@
 #   install-deps.sh --tests    plus what the tests and benchmarks need
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config python3 libexpat1-dev libpcre2-dev zlib1g-dev)
+packages=(cmake ninja-build g++ pkg-config libexpat1-dev libpcre2-dev zlib1g-dev)
 if [ "${1:-}" = "--tests" ]; then
   packages+=(libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libpugixml-dev libxml2-dev locales)
 fi

@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <functional>
 #include <vector>
 
 #include "krxmllib.h"
@@ -173,6 +174,160 @@ TEST(Collection, ThrowingListenerLeavesTheListConsistent)
     EXPECT_EQ(0, col->GetCount());
     col->AppendItem(new CItem("b"));
     EXPECT_EQ("b", col->Names());
+}
+
+// A listener that logs "<name><code>" for each event and runs the action set for an event
+// kind, once.
+class CActor : public CXmlObjectBase
+{
+public:
+    CActor(char cName, std::string& strLog) : m_cName(cName), m_strLog(strLog) {}
+    std::function<void()> m_actions[5];
+    CXmlObjectBase* GetBase() override { return this; }
+    std::string GetNamespace() const override { return ""; }
+    void OnEvent(CXmlObjectBase*, IEventSink::MsgType eMsg, void*) override
+    {
+        static const char kCodes[] = "CAaRr";
+        if (!m_strLog.empty())
+            m_strLog += ' ';
+        m_strLog += m_cName;
+        m_strLog += kCodes[eMsg];
+        std::function<void()> action;
+        action.swap(m_actions[eMsg]);
+        if (action)
+            action();
+    }
+
+protected:
+    std::string GetTargetNamespace() const override { return ""; }
+    void ToXml_Int(CXmlWriter*, bool, const char*, const CSerializationContext&, bool) const override {}
+    CXmlElement* FromXml_Int(CXmlElement*, CXmlElement* p, const CSerializationContext&, bool) override { return p; }
+
+private:
+    char m_cName;
+    std::string& m_strLog;
+};
+
+TEST(Collection, ListenersChangeTheListenerListFromInsideAnEvent)
+{
+    // Listeners A, B, C in that order; A acts on the add event of the first append. An event
+    // goes to those present when its round began, less those removed during it.
+    struct Case
+    {
+        const char* lpWhat;
+        void (*pfnAct)(CXmlCollectionBase& col, CActor& a, CActor& b, CActor& c, CActor& d);
+        const char* lpFirst;   // the append that triggers the action
+        const char* lpSecond;  // the next append
+    };
+    const Case aCases[] = {
+        {"A removes itself",
+         [](CXmlCollectionBase& col, CActor& a, CActor&, CActor&, CActor&) { col.RemoveEventListener(&a); },
+         "AA BA CA Ba Ca BC CC", "BA CA Ba Ca BC CC"},
+        {"A removes B, who has not heard the event yet",
+         [](CXmlCollectionBase& col, CActor&, CActor& b, CActor&, CActor&) { col.RemoveEventListener(&b); },
+         "AA CA Aa Ca AC CC", "AA CA Aa Ca AC CC"},
+        {"A removes everyone",
+         [](CXmlCollectionBase& col, CActor& a, CActor& b, CActor& c, CActor&) {
+             col.RemoveEventListener(&c);
+             col.RemoveEventListener(&a);
+             col.RemoveEventListener(&b);
+         },
+         "AA", ""},
+        {"A adds D, who hears from the next event on",
+         [](CXmlCollectionBase& col, CActor&, CActor&, CActor&, CActor& d) { col.AddEventListener(&d); },
+         "AA BA CA Aa Ba Ca Da AC BC CC DC", "AA BA CA DA Aa Ba Ca Da AC BC CC DC"},
+        {"A removes and adds itself: it hears this event once, then stands last",
+         [](CXmlCollectionBase& col, CActor& a, CActor&, CActor&, CActor&) {
+             col.RemoveEventListener(&a);
+             col.AddEventListener(&a);
+         },
+         "AA BA CA Ba Ca Aa BC CC AC", "BA CA AA Ba Ca Aa BC CC AC"},
+        {"A removes C and adds it again: C misses this event",
+         [](CXmlCollectionBase& col, CActor&, CActor&, CActor& c, CActor&) {
+             col.RemoveEventListener(&c);
+             col.AddEventListener(&c);
+         },
+         "AA BA Aa Ba Ca AC BC CC", "AA BA CA Aa Ba Ca AC BC CC"},
+    };
+    for (const Case& c : aCases)
+    {
+        std::string strLog;
+        CSmartPtr<CItemCol> col(new CItemCol);
+        CSmartPtr<CActor> a(new CActor('A', strLog)), b(new CActor('B', strLog)), cc(new CActor('C', strLog)),
+            d(new CActor('D', strLog));
+        col->AddEventListener(a);
+        col->AddEventListener(b);
+        col->AddEventListener(cc);
+        a->m_actions[IEventSink::MsgType_CollectionAdd] = [&] { c.pfnAct(*col, *a, *b, *cc, *d); };
+        col->AppendItem(new CItem("x"));
+        EXPECT_EQ(c.lpFirst, strLog) << c.lpWhat;
+        strLog.clear();
+        col->AppendItem(new CItem("y"));
+        EXPECT_EQ(c.lpSecond, strLog) << c.lpWhat;
+        EXPECT_EQ("xy", col->Names()) << c.lpWhat;
+    }
+}
+
+TEST(Collection, ListenerChangesTheCollectionInNestedRounds)
+{
+    // On the add-complete event A removes B, adds D and appends an item. The nested rounds
+    // begin after that: D hears them, B doesn't. The outer add-complete round goes on to C
+    // only, and the outer change round, which begins afterwards, reaches D.
+    std::string strLog;
+    CSmartPtr<CItemCol> col(new CItemCol);
+    CSmartPtr<CActor> a(new CActor('A', strLog)), b(new CActor('B', strLog)), c(new CActor('C', strLog)),
+        d(new CActor('D', strLog));
+    col->AddEventListener(a);
+    col->AddEventListener(b);
+    col->AddEventListener(c);
+    a->m_actions[IEventSink::MsgType_CollectionAddComplete] = [&] {
+        col->RemoveEventListener(b);
+        col->AddEventListener(d);
+        col->AppendItem(new CItem("n"));
+    };
+    col->AppendItem(new CItem("o"));
+    EXPECT_EQ("AA BA CA Aa AA CA DA Aa Ca Da AC CC DC Ca AC CC DC", strLog);
+    EXPECT_EQ("on", col->Names());
+
+    // A listener that takes itself out, removes an item and comes back.
+    strLog.clear();
+    CSmartPtr<CItemCol> col2(new CItemCol);
+    CSmartPtr<CActor> e(new CActor('E', strLog)), f(new CActor('F', strLog));
+    col2->AddEventListener(e);
+    col2->AddEventListener(f);
+    col2->AppendItem(new CItem("a"));
+    strLog.clear();
+    e->m_actions[IEventSink::MsgType_CollectionAddComplete] = [&] {
+        col2->RemoveEventListener(e);
+        col2->Remove(0);
+        col2->AddEventListener(e);
+    };
+    col2->AppendItem(new CItem("b"));
+    EXPECT_EQ("EA FA Ea FR Fr FC Fa FC EC", strLog);
+    EXPECT_EQ("b", col2->Names());
+    strLog.clear();
+    col2->Clear();
+    EXPECT_EQ("FR ER Fr Er FC EC", strLog);  // one entry each: the gap was closed
+}
+
+TEST(Collection, ListenerThatThrowsInsideItsRoundStillLeavesAClosedList)
+{
+    std::string strLog;
+    CSmartPtr<CItemCol> col(new CItemCol);
+    CSmartPtr<CActor> a(new CActor('A', strLog)), b(new CActor('B', strLog));
+    col->AddEventListener(a);
+    col->AddEventListener(b);
+    a->m_actions[IEventSink::MsgType_CollectionAdd] = [&] {
+        col->RemoveEventListener(a);
+        throw CKrException("listener failed");
+    };
+    CSmartPtr<CItem> x(new CItem("x"));
+    EXPECT_KR_THROW(col->AppendItem(x), CKrException, "listener failed");
+    EXPECT_EQ(0, col->GetCount());  // refused before the node was made
+    strLog.clear();
+    col->AddEventListener(nullptr);  // ignored
+    col->AppendItem(new CItem("y"));
+    EXPECT_EQ("BA Ba BC", strLog);
 }
 
 TEST(Collection, ItemsAreCountedPerNode)

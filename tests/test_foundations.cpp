@@ -1,8 +1,13 @@
 #include "testsupport.h"
 
 #include <atomic>
+#include <cstdio>
+#include <memory>
 #include <thread>
+#include <type_traits>
 #include <vector>
+
+#include <sys/wait.h>
 
 #include "krxmllib.h"
 
@@ -117,6 +122,65 @@ TEST(SmartPtr, AssignmentReleasesTheOldObjectButNotItself)
     EXPECT_EQ(2, nDeleted);
 }
 
+TEST(SmartPtr, MoveTakesOverTheReference)
+{
+    static_assert(std::is_nothrow_move_constructible<CSmartPtr<CCounted>>::value, "move construction");
+    static_assert(std::is_nothrow_move_assignable<CSmartPtr<CCounted>>::value, "move assignment");
+    int nDeleted = 0;
+    CSmartPtr<CCounted> a(new CCounted(&nDeleted));
+    CSmartPtr<CCounted> b(std::move(a));
+    EXPECT_EQ(nullptr, a.p);
+    EXPECT_EQ(2, b->AddRef());  // still the one reference
+    b->Release();
+    CSmartPtr<CCounted> c(new CCounted(&nDeleted));
+    c = std::move(b);
+    EXPECT_EQ(1, nDeleted);  // c's old object went
+    EXPECT_EQ(nullptr, b.p);
+    CSmartPtr<CCounted>& alias = c;
+    c = std::move(alias);  // into itself: nothing changes
+    EXPECT_EQ(1, nDeleted);
+    ASSERT_NE(nullptr, c.p);
+    EXPECT_EQ(2, c->AddRef());
+    c->Release();
+    CSmartPtr<CCounted> empty;
+    c = std::move(empty);
+    EXPECT_EQ(2, nDeleted);
+
+    // A growing vector moves its pointers, so the counts stay at 1.
+    std::vector<CSmartPtr<CCounted>> v;
+    for (int i = 0; i < 100; ++i)
+        v.push_back(CSmartPtr<CCounted>(new CCounted(&nDeleted)));
+    EXPECT_EQ(2, v.front()->AddRef());
+    v.front()->Release();
+    v.clear();
+    EXPECT_EQ(102, nDeleted);
+}
+
+// Made by a holder that several threads fill at once; counts the living objects.
+struct CLazyProbe
+{
+    static std::atomic<int> s_nAlive;
+    CLazyProbe() { ++s_nAlive; }
+    ~CLazyProbe() { --s_nAlive; }
+};
+std::atomic<int> CLazyProbe::s_nAlive{0};
+
+TEST(LazyPtr, ThreadsThatMakeAtOnceGetOneObjectAndNothingLeaks)
+{
+    for (int iRound = 0; iRound < 200; ++iRound)
+    {
+        CLazyPtr<CLazyProbe> holder;
+        EXPECT_EQ(nullptr, holder.Get());
+        CLazyProbe* apSeen[2] = {};
+        KrXmlTest::OnTwoThreads(
+            [&](int i) { apSeen[i] = &holder.GetOrMake([] { return std::unique_ptr<CLazyProbe>(new CLazyProbe); }); });
+        ASSERT_EQ(apSeen[0], apSeen[1]) << "round " << iRound;
+        ASSERT_EQ(apSeen[0], holder.Get());
+        ASSERT_EQ(1, CLazyProbe::s_nAlive.load());
+    }
+    EXPECT_EQ(0, CLazyProbe::s_nAlive.load());
+}
+
 TEST(SmartPtr, ConcurrentReleaseDeletesExactlyOnce)
 {
     for (int round = 0; round < 50; ++round)
@@ -167,6 +231,54 @@ TEST(InstanceMonitor, ReportMarksLiveClasses)
     EXPECT_EQ("    CTestMonitoredA = 0/2", line());
     EXPECT_EQ(0u, CInstanceMonitor::DumpState().find(
                       "Instances of classes still in existence/Total Number of instances created\n"));
+}
+
+TEST(InstanceMonitor, CleanupKeepsTheRecordsOfLiveInstances)
+{
+    struct CRetiree : CInstanceMonitor
+    {
+        CRetiree() : CInstanceMonitor("CTestRetiree") {}
+    };
+    std::unique_ptr<CRetiree> spOld(new CRetiree);
+    CInstanceMonitor::Cleanup();
+    EXPECT_EQ(std::string::npos, CInstanceMonitor::DumpState().find("CTestRetiree"));
+    {
+        CRetiree copy(*spOld);  // counts into the record that Cleanup kept
+        spOld.reset();
+        CRetiree fresh;  // a new record
+        EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("--> CTestRetiree = 1/1"));
+    }  // the copy, the last of the old record, frees it
+    EXPECT_NE(std::string::npos, CInstanceMonitor::DumpState().find("    CTestRetiree = 0/1"));
+}
+
+// Globals of an application that die after the library's own statics still find their
+// instance records, and the report still goes out at unload.
+TEST(InstanceMonitor, ApplicationGlobalsMayOutliveTheLibrarysStatics)
+{
+    std::string strCommand = std::string("'") + KRXML_GLOBALS_AT_EXIT_PATH + "' 2>&1";
+    FILE* pPipe = popen(strCommand.c_str(), "r");
+    ASSERT_NE(nullptr, pPipe);
+    std::string strOut;
+    char buf[4096];
+    for (size_t n; (n = fread(buf, 1, sizeof(buf), pPipe)) > 0;)
+        strOut.append(buf, n);
+    int iStatus = pclose(pPipe);
+    ASSERT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0) << "status " << iStatus << "\n" << strOut;
+    EXPECT_EQ(std::string::npos, strOut.find("Sanitizer")) << strOut;
+    const char* const aExpected[] = {
+        "<AA:kept xmlns:AA=\"urn:k\"><AA:child/></AA:kept>\n",
+        "<AA:kept xmlns:AA=\"urn:k\" xmlns:AB=\"urn:x\" AB:extra=\"1\"><AA:child/></AA:kept>\n",
+        "Dumping Class instances\n",
+        "--> CElement = 2/2\n",
+        "late: <late a=\"1\"/>\n",
+    };
+    size_t pos = 0;
+    for (const char* lpExpected : aExpected)
+    {
+        size_t found = strOut.find(lpExpected, pos);
+        ASSERT_NE(std::string::npos, found) << "[" << lpExpected << "] in order in:\n" << strOut;
+        pos = found;
+    }
 }
 
 // ---- context and aliases ----

@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <cstdlib>
 #include <thread>
 #include <vector>
 
@@ -255,6 +256,40 @@ TEST(Element, FromBoundObjectAndBack)
     EXPECT_EQ(spOrder->m_strCustomerCity, spFromNested->m_strCustomerCity);
 }
 
+TEST(Element, ListsOfACopiedElementAreInNoNamespace)
+{
+    // The lists of an element copied from a bound object, made during the copy (the root's
+    // attributes and children) or later (a leaf's), take no namespace: what is added to them
+    // later is written without a prefix.
+    CSmartPtr<KrXmlTest::COrder> spOrder(new KrXmlTest::COrder);
+    spOrder->m_strId = "1";
+    spOrder->m_strStatus = "s";
+    spOrder->m_strCustomerName = "n";
+    spOrder->m_strCustomerCity = "c";
+    CSmartPtr<CElement> spE(new CElement(spOrder, nullptr));
+    CSmartPtr<CElement> spCustomer = spE->GetChildElements()->Item(0);
+    CSmartPtr<CElement> spName = spCustomer->GetChildElements()->Item(0);
+    CSmartPtr<CElement> spCity = spCustomer->GetChildElements()->Item(1);
+    CSmartPtr<CElement> spNameClone = spName->Clone();
+    CSmartPtr<CElement> spMoved(new CElement("m"));
+    spMoved->SetNamespace("urn:m");
+    for (CElement* p : {spE.p, spCustomer.p, spCity.p, spNameClone.p, spMoved.p})
+    {
+        EXPECT_EQ("", p->GetAttributes()->GetNamespace()) << p->GetName();
+        EXPECT_EQ("##any", p->GetChildElements()->GetDefaultNamespace()) << p->GetName();
+    }
+    spE->GetAttributes()->Add("added", "1");
+    spCity->GetAttributes()->Add("x", "2");
+    spCity->GetChildElements()->Add("sub", "");
+    EXPECT_EQ("<AA:order xmlns:AA=\"urn:example:order\" id=\"1\" status=\"s\" added=\"1\"><AA:customer>"
+              "<AA:name>n</AA:name><AA:city x=\"2\"><sub/>c</AA:city></AA:customer></AA:order>",
+              Flat(*spE));
+    spNameClone->GetAttributes()->Add("y", "3");
+    EXPECT_EQ("<AA:name xmlns:AA=\"urn:example:order\" y=\"3\">n</AA:name>", Flat(*spNameClone));
+    spMoved->GetAttributes()->Add("k", "v");
+    EXPECT_EQ("<AA:m xmlns:AA=\"urn:m\" k=\"v\"/>", Flat(*spMoved));
+}
+
 TEST(Element, SetNamespaceRestrictionsTestsTheSubtree)
 {
     CSmartPtr<CElement> spE(new CElement("x"));
@@ -301,6 +336,49 @@ TEST(Element, PartsOutliveTheTreeTheyWereReadWith)
     });
     t.join();
     EXPECT_EQ("b", spKept->GetName());
+}
+
+// ---- threads ----
+
+int32_t AliveInstances(const char* lpClass)
+{
+    std::string strReport = CInstanceMonitor::DumpState();
+    std::string strKey = std::string(" ") + lpClass + " = ";
+    size_t pos = strReport.find(strKey);
+    return pos == std::string::npos ? 0 : std::atoi(strReport.c_str() + pos + strKey.size());
+}
+
+TEST(SerializationContext, RootAttributesAreMadeOnceWhenThreadsAskTogether)
+{
+    int32_t lBefore = AliveInstances("CAttributeCol");
+    for (int iRound = 0; iRound < 300; ++iRound)
+    {
+        CSerializationContext ctx;
+        CAttributeCol* apSeen[2] = {};
+        KrXmlTest::OnTwoThreads([&](int i) { apSeen[i] = ctx.GetAdditionalRootAttributes(); });
+        ASSERT_EQ(apSeen[0], apSeen[1]) << "round " << iRound;
+        ASSERT_EQ(apSeen[0], ctx.PeekAdditionalRootAttributes());
+    }
+    EXPECT_EQ(lBefore, AliveInstances("CAttributeCol"));  // none left behind by a lost race
+}
+
+TEST(Element, TwoThreadsWriteTheirOwnElementsWithTheDefaultContext)
+{
+    const bool bHadRootAttributes = Default().PeekAdditionalRootAttributes() != nullptr;
+    std::string astrOut[2];
+    KrXmlTest::OnTwoThreads([&](int i) {
+        for (int iRound = 0; iRound < 200; ++iRound)
+        {
+            CSmartPtr<CElement> spE(new CElement("t", "urn:t"));
+            spE->GetAttributes()->Add("n", std::to_string(i).c_str());
+            spE->GetChildElements()->Add("c", "urn:t")->SetText("x");
+            astrOut[i] = spE->ToXml(false, false, EOLType_LF, CSerializationContext::GetDefaultContext());
+        }
+    });
+    EXPECT_EQ("<AA:t xmlns:AA=\"urn:t\" AA:n=\"0\"><AA:c>x</AA:c></AA:t>", astrOut[0]);
+    EXPECT_EQ("<AA:t xmlns:AA=\"urn:t\" AA:n=\"1\"><AA:c>x</AA:c></AA:t>", astrOut[1]);
+    // Writing only looks: the shared context got nothing that nobody asked for.
+    EXPECT_EQ(bHadRootAttributes, Default().PeekAdditionalRootAttributes() != nullptr);
 }
 
 // ---- depth ----

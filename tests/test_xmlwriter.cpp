@@ -209,14 +209,87 @@ TEST(XmlTextWriter, ExactBytes)
     }
 }
 
-TEST(XmlTextWriter, ControlCharactersXmlCannotCarryAreRefused)
+// Writer calls ending in a refused text, and the message and path of the refusal. Paths take
+// the form of the document tree's, with the prefixes as written; a predicate appears where an
+// earlier sibling has the same name.
+struct RefusalCase
 {
-    WriterFixture f(XmlEncoding_UTF8, false);
-    f.writer.StartElement("e", "");
-    EXPECT_KR_THROW(f.writer.WriteAttribute("a", "", std::string("x\0y", 3), ItemType_string), CKrException,
-                    "The character [0x00] can not be represented in XML");
-    EXPECT_KR_THROW(f.writer.WriteElementText("bell\x07", ItemType_string, false), CKrException,
-                    "The character [0x07] can not be represented in XML");
+    const char* lpName;
+    std::function<void(CXmlTextWriter&)> write;
+    const char* lpMessage;
+    const char* lpPath;
+};
+
+const char* const kNul = "The character [0x00] can not be represented in XML";
+const char* const kBell = "The character [0x07] can not be represented in XML";
+const char* const kDashes = "A comment can not contain \"--\" or end with \"-\"";
+
+void Items(CXmlWriter& w, int n)
+{
+    for (int i = 0; i < n; ++i)
+        TextElement(w, "item", "x");
+}
+
+const RefusalCase kRefusals[] = {
+    {"text of the root", [](CXmlTextWriter& w) { TextElement(w, "e", "bell\x07"); }, kBell, "/e"},
+    {"attribute value", [](CXmlTextWriter& w) {
+         w.StartElement("e", ""); w.WriteAttribute("a", "", std::string("x\0y", 3), ItemType_string);
+     }, kNul, "/e/@a"},
+    {"third of a run", [](CXmlTextWriter& w) {
+         w.StartElement("order", ""); Items(w, 2); w.StartElement("item", ""); TextElement(w, "name", "\x07");
+     }, kBell, "/order/item[3]/name"},
+    // Later siblings aren't known yet: the first of a name has no predicate.
+    {"first of a run", [](CXmlTextWriter& w) {
+         w.StartElement("order", ""); Leaf(w, "status"); TextElement(w, "item", "\x07");
+     }, kBell, "/order/item"},
+    {"same name with another between", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "a"); Leaf(w, "b"); Leaf(w, "b"); TextElement(w, "a", "\x07");
+     }, kBell, "/r/a[2]"},
+    {"counts start again in each parent", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); w.StartElement("a", ""); Items(w, 3); w.EndElement();
+         w.StartElement("a", ""); TextElement(w, "item", "\x07");
+     }, kBell, "/r/a[2]/item"},
+    {"prefixes as written, and names of other prefixes apart", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "n", "urn:p"); Leaf(w, "n"); w.StartElement("n", "urn:p");
+         w.WriteElementText("\x07", ItemType_string, false);
+     }, kBell, "/r/AA:n[2]"},
+    {"attribute in a namespace", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); w.StartElement("e", "urn:e");
+         w.WriteAttribute("x", "urn:x", "\x07", ItemType_string);
+     }, kBell, "/r/AA:e/AB:@x"},
+    {"namespace URI of a new element", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "c"); Leaf(w, "c", "urn:\x01");
+     }, "The character [0x01] can not be represented in XML", "/r/AA:c"},
+    {"comment inside an element", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "s"); w.StartElement("s", ""); w.WriteComment("a\x07");
+     }, kBell, "/r/s[2]"},
+    {"comment before the root", [](CXmlTextWriter& w) { w.WriteComment("\x07"); }, kBell, ""},
+    {"dashes in a comment", [](CXmlTextWriter& w) { w.StartElement("r", ""); w.WriteComment("a--b"); }, kDashes, "/r"},
+    {"dash at the end of a comment", [](CXmlTextWriter& w) { w.WriteComment("a-"); }, kDashes, ""},
+};
+
+TEST(XmlTextWriter, TextsXmlCannotCarryAreRefusedWithTheirPath)
+{
+    for (const RefusalCase& c : kRefusals)
+    {
+        SCOPED_TRACE(c.lpName);
+        WriterFixture f(XmlEncoding_UTF8, false);
+        std::string strMessage = c.lpMessage;
+        if (*c.lpPath)
+            strMessage += std::string("\nPath: ") + c.lpPath;
+        bool bCaught = false;
+        try
+        {
+            c.write(f.writer);
+        }
+        catch (const CKrException& e)
+        {
+            bCaught = true;
+            EXPECT_EQ(strMessage, e.GetMessage());
+            EXPECT_EQ(c.lpPath, e.GetPath());
+        }
+        EXPECT_TRUE(bCaught);
+    }
 }
 
 TEST(XmlTextWriter, DeclarationsOnAnOpenElementHoldForItsSubtreeOnly)
@@ -257,14 +330,6 @@ TEST(XmlTextWriter, GeneratedAliasesSkipTakenOnesAndWidenPastTwoLetters)
     EXPECT_EQ("AAA", CXmlWriter::GenerateNamespaceAlias(map));
     map.erase("urn:27");  // "BB"
     EXPECT_EQ("BB", CXmlWriter::GenerateNamespaceAlias(map));
-}
-
-TEST(XmlTextWriter, CommentsThatXmlCannotCarryAreRefused)
-{
-    WriterFixture g;
-    EXPECT_KR_THROW(g.writer.WriteComment("a--b"), CKrException, "A comment can not contain \"--\" or end with \"-\"");
-    EXPECT_KR_THROW(g.writer.WriteComment("a-"), CKrException, "A comment can not contain \"--\" or end with \"-\"");
-    EXPECT_EQ("", g.TextSoFar());
 }
 
 // ---- misuse ----
@@ -343,6 +408,37 @@ TEST(XmlTextWriter, FlushTestCallsTheStreamFromFourKilobytes)
     EXPECT_EQ(4096u, stream.lengths[0]);
     writer.EndElement();
     EXPECT_EQ(2u, stream.lengths.size());
+}
+
+// Contexts made so far, from the instance report: the total of "CXmlWriterContext = alive/total".
+int ContextsMade()
+{
+    std::string strState = CInstanceMonitor::DumpState();
+    size_t pos = strState.find("CXmlWriterContext = ");
+    if (pos == std::string::npos)
+        return 0;
+    return std::atoi(strState.c_str() + strState.find('/', pos) + 1);
+}
+
+TEST(XmlWriter, OneContextPerDepthServesEveryElement)
+{
+    int nBefore = ContextsMade();
+    {
+        WriterFixture f(XmlEncoding_UTF8, false);
+        f.writer.StartElement("r", "");
+        for (int i = 0; i < 500; ++i)
+        {
+            f.writer.StartElement("a", "");
+            Leaf(f.writer, "b", i % 2 ? "urn:x" : "");  // a declaration in a reused context
+            f.writer.EndElement();
+        }
+        f.writer.EndElement();
+        std::string strExpected = "<r>";
+        for (int i = 0; i < 250; ++i)
+            strExpected += "<a><b/></a><a><AA:b xmlns:AA=\"urn:x\"/></a>";
+        EXPECT_EQ(strExpected + "</r>", f.Text());
+    }
+    EXPECT_EQ(3, ContextsMade() - nBefore);
 }
 
 // ---- the array hook for derived writers ----

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 
 #include "krexception.h"
 
@@ -23,6 +25,23 @@ public:
     ~DebugCapture();
     std::string Text() const;
 };
+
+// Runs fn(0) on this thread and fn(1) on another, both starting at the same moment.
+template <class Fn>
+void OnTwoThreads(Fn fn)
+{
+    std::atomic<int> ready{0};
+    auto run = [&](int i) {
+        ready.fetch_add(1);
+        while (ready.load() < 2)
+        {
+        }
+        fn(i);
+    };
+    std::thread other(run, 1);
+    run(0);
+    other.join();
+}
 
 } // namespace KrXmlTest
 
