@@ -189,8 +189,11 @@ void CXmlGeneratedClass::WriteElement(CXmlWriter* pWriter, bool bRoot, const cha
                 pWriter->SetDefaultNamespace(ctx.GetDefaultNamespaceURI());
         }
         pWriter->StartElement(ElementName(), lpNamespace ? lpNamespace : "");
+        // Looked at, not made: a context nobody gave root attributes stays without a collection,
+        // so that threads sharing the default context don't race to make one.
         if (bRoot)
-            ctx.GetAdditionalRootAttributes()->ToXml_Int(pWriter, false, lpNamespace, ctx, bOptionalChoice);
+            if (CAttributeCol* pRootAttributes = ctx.PeekAdditionalRootAttributes())
+                pRootAttributes->ToXml_Int(pWriter, false, lpNamespace, ctx, bOptionalChoice);
         AttributesToXml_Int(pWriter, ctx);
         if (bRoot && !ctx.GetInLineSchema().empty())
             pWriter->WriteInLineSchema(ctx.GetInLineSchema());

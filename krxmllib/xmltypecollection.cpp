@@ -45,72 +45,31 @@ void CXmlTypeCollection::ThrowInsertOutOfRange()
     throw CKrInvalidParamException("Index out of range");
 }
 
-// ---- the text of each kind ----
-
 namespace {
 
+// An empty format text means none, for every kind.
 template <ItemType K>
-struct KindText;
+std::string KindToString(const typename ItemKind<K>::Type& value, const std::string& strFormat)
+{
+    return strFormat.empty() ? ItemKind<K>::ToString(value) : ItemKind<K>::ToString(value, strFormat);
+}
 
-#define KRXML_KIND_TEXT(Kind, Stem)                                                                     \
-    template <>                                                                                         \
-    struct KindText<Kind>                                                                               \
-    {                                                                                                   \
-        typedef PrimitiveValueType<Kind>::Type Type;                                                    \
-        static std::string ToString(const Type& value, const std::string&)                              \
-        {                                                                                               \
-            return CConversions::Stem##ToString(value);                                                 \
-        }                                                                                               \
-        static Type FromString(const std::string& strValue, CWhitespaceUtils::WhitespaceRule eRule)     \
-        {                                                                                               \
-            return CConversions::Stem##FromString(strValue, eRule);                                     \
-        }                                                                                               \
+// The date kind each date collection admits.
+template <ItemType K>
+struct RequiredDate;
+#define KRXML_REQUIRED_DATE(K, eDateType)                                                                 \
+    template <>                                                                                           \
+    struct RequiredDate<K>                                                                                \
+    {                                                                                                     \
+        static const CDateTime::DTType eType = CDateTime::eDateType;                                      \
+        static const char* Message() { return "Dates added to this collection must be of type " #eDateType; } \
     };
-// Kinds whose text a format override may shape.
-#define KRXML_KIND_TEXT_FORMATTED(Kind, Stem)                                                           \
-    template <>                                                                                         \
-    struct KindText<Kind>                                                                               \
-    {                                                                                                   \
-        typedef PrimitiveValueType<Kind>::Type Type;                                                    \
-        static std::string ToString(const Type& value, const std::string& strFormat)                    \
-        {                                                                                               \
-            return strFormat.empty() ? CConversions::Stem##ToString(value)                              \
-                                     : CConversions::Stem##ToString(value, strFormat);                  \
-        }                                                                                               \
-        static Type FromString(const std::string& strValue, CWhitespaceUtils::WhitespaceRule eRule)     \
-        {                                                                                               \
-            return CConversions::Stem##FromString(strValue, eRule);                                     \
-        }                                                                                               \
-    };
-
-KRXML_KIND_TEXT(ItemType_base64Binary, base64Binary)
-KRXML_KIND_TEXT(ItemType_hexBinary, hexBinary)
-KRXML_KIND_TEXT(ItemType_boolean, boolean)
-KRXML_KIND_TEXT(ItemType_i1, i1)
-KRXML_KIND_TEXT(ItemType_i2, i2)
-KRXML_KIND_TEXT(ItemType_i4, i4)
-KRXML_KIND_TEXT(ItemType_i8, i8)
-KRXML_KIND_TEXT(ItemType_ui1, ui1)
-KRXML_KIND_TEXT(ItemType_ui2, ui2)
-KRXML_KIND_TEXT(ItemType_ui4, ui4)
-KRXML_KIND_TEXT(ItemType_ui8, ui8)
-KRXML_KIND_TEXT_FORMATTED(ItemType_r4, r4)
-KRXML_KIND_TEXT_FORMATTED(ItemType_r8, r8)
-KRXML_KIND_TEXT_FORMATTED(ItemType_decimal, decimal)
-KRXML_KIND_TEXT(ItemType_integer, integer)
-KRXML_KIND_TEXT(ItemType_string, string)
-KRXML_KIND_TEXT(ItemType_duration, duration)
-KRXML_KIND_TEXT(ItemType_year, year)
-KRXML_KIND_TEXT(ItemType_month, month)
-KRXML_KIND_TEXT(ItemType_day, day)
-KRXML_KIND_TEXT(ItemType_datetime, datetime)
-KRXML_KIND_TEXT(ItemType_date, date)
-KRXML_KIND_TEXT(ItemType_time, time)
-KRXML_KIND_TEXT(ItemType_yearMonth, yearMonth)
-KRXML_KIND_TEXT(ItemType_monthDay, monthDay)
-
-#undef KRXML_KIND_TEXT
-#undef KRXML_KIND_TEXT_FORMATTED
+KRXML_REQUIRED_DATE(ItemType_datetime, dt_dateTime)
+KRXML_REQUIRED_DATE(ItemType_date, dt_date)
+KRXML_REQUIRED_DATE(ItemType_time, dt_time)
+KRXML_REQUIRED_DATE(ItemType_yearMonth, dt_gYearMonth)
+KRXML_REQUIRED_DATE(ItemType_monthDay, dt_gMonthDay)
+#undef KRXML_REQUIRED_DATE
 
 } // namespace
 
@@ -144,7 +103,7 @@ void CXmlTypeCollectionOf<K, T>::Remove(int iIndex)
 template <ItemType K, typename T>
 void CXmlTypeCollectionOf<K, T>::AddFromString(std::string strValue)
 {
-    Add(KindText<K>::FromString(strValue, m_eWhitespaceRule));
+    Add(ItemKind<K>::FromString(strValue, m_eWhitespaceRule));
 }
 
 // Items go out under the collection's own name and namespace; a collection has no default.
@@ -157,41 +116,21 @@ void CXmlTypeCollectionOf<K, T>::ToXml_Int(CXmlWriter* pWriter, bool, const char
     for (const T& item : m_items)
     {
         pWriter->StartElement(strName, m_strNamespace);
-        pWriter->WriteElementText(KindText<K>::ToString(item, m_strFormatOverride), K, false);
+        pWriter->WriteElementText(KindToString<K>(item, m_strFormatOverride), K, false);
         pWriter->EndElement();
     }
 }
 
-#define KRXML_DEFINE_TYPE_COLLECTION(Name, Kind, Type)                                        \
-    template class CXmlTypeCollectionOf<Kind, Type>;                                          \
-    Name::Name(KRXML_TYPE_COLLECTION_ARGS)                                                    \
-        : CXmlTypeCollectionOf<Kind, Type>(KRXML_TYPE_COLLECTION_PASS), CInstanceMonitor(#Name) \
-    {                                                                                         \
-    }                                                                                         \
-    Name::~Name() = default;
-
-KRXML_DEFINE_TYPE_COLLECTION(Cbase64BinaryCol, ItemType_base64Binary, CBinaryData)
-KRXML_DEFINE_TYPE_COLLECTION(ChexBinaryCol, ItemType_hexBinary, CBinaryData)
-KRXML_DEFINE_TYPE_COLLECTION(CbooleanCol, ItemType_boolean, bool)
-KRXML_DEFINE_TYPE_COLLECTION(Ci1Col, ItemType_i1, int8_t)
-KRXML_DEFINE_TYPE_COLLECTION(Ci2Col, ItemType_i2, int16_t)
-KRXML_DEFINE_TYPE_COLLECTION(Ci4Col, ItemType_i4, int32_t)
-KRXML_DEFINE_TYPE_COLLECTION(Ci8Col, ItemType_i8, int64_t)
-KRXML_DEFINE_TYPE_COLLECTION(Cui1Col, ItemType_ui1, uint8_t)
-KRXML_DEFINE_TYPE_COLLECTION(Cui2Col, ItemType_ui2, uint16_t)
-KRXML_DEFINE_TYPE_COLLECTION(Cui4Col, ItemType_ui4, uint32_t)
-KRXML_DEFINE_TYPE_COLLECTION(Cui8Col, ItemType_ui8, uint64_t)
-KRXML_DEFINE_TYPE_COLLECTION(Cr4Col, ItemType_r4, float)
-KRXML_DEFINE_TYPE_COLLECTION(Cr8Col, ItemType_r8, double)
-KRXML_DEFINE_TYPE_COLLECTION(CdecimalCol, ItemType_decimal, CDecimal)
-KRXML_DEFINE_TYPE_COLLECTION(CintegerCol, ItemType_integer, CBigInteger)
-KRXML_DEFINE_TYPE_COLLECTION(CstringCol, ItemType_string, std::string)
-KRXML_DEFINE_TYPE_COLLECTION(CdurationCol, ItemType_duration, CDateTimeSpan)
-KRXML_DEFINE_TYPE_COLLECTION(CyearCol, ItemType_year, uint16_t)
-KRXML_DEFINE_TYPE_COLLECTION(CmonthCol, ItemType_month, uint8_t)
-KRXML_DEFINE_TYPE_COLLECTION(CdayCol, ItemType_day, uint8_t)
-
-#undef KRXML_DEFINE_TYPE_COLLECTION
+// The definitions of each leaf, chosen by family as the declarations are.
+#undef KRXML_DECLARE_TYPE_COLLECTION
+#undef KRXML_DECLARE_DATE_COLLECTION
+#define KRXML_DEFINE_TYPE_COLLECTION(kind, T)                                                           \
+    template class CXmlTypeCollectionOf<ItemType_##kind, T>;                                             \
+    C##kind##Col::C##kind##Col(KRXML_TYPE_COLLECTION_ARGS)                                               \
+        : CXmlTypeCollectionOf<ItemType_##kind, T>(KRXML_TYPE_COLLECTION_PASS), CInstanceMonitor("C" #kind "Col") \
+    {                                                                                                    \
+    }                                                                                                    \
+    C##kind##Col::~C##kind##Col() = default;
 
 // ---- CdatetimeBaseCol ----
 
@@ -259,33 +198,29 @@ void CdatetimeBaseCol::ToXml_Int(CXmlWriter* pWriter, bool, const char*, const C
 
 // The kind test comes first, then the facets, so that the add events fire only for a value
 // that passes both.
-#define KRXML_DEFINE_DATE_COLLECTION(Name, Kind, eDateType)                                           \
-    Name::Name(KRXML_TYPE_COLLECTION_ARGS)                                                            \
-        : CdatetimeBaseCol(Kind, KRXML_TYPE_COLLECTION_PASS), CInstanceMonitor(#Name)                 \
-    {                                                                                                 \
-    }                                                                                                 \
-    Name::~Name() = default;                                                                          \
-    void Name::AddAt(int iIndex, const CDateTime& value)                                              \
-    {                                                                                                 \
-        RequireDateType(value, CDateTime::eDateType, "Dates added to this collection must be of type " #eDateType); \
-        ValidatePrimitive<Kind>(ElementName().c_str(), value, &m_restrictions);                      \
-        BaseAddAt(iIndex, value);                                                                     \
-    }                                                                                                 \
-    std::string Name::ItemToString(const CDateTime& value) const                                     \
-    {                                                                                                 \
-        return KindText<Kind>::ToString(value, m_strFormatOverride);                                  \
-    }                                                                                                 \
-    void Name::AddFromString(std::string strValue)                                                    \
-    {                                                                                                 \
-        Add(KindText<Kind>::FromString(strValue, m_eWhitespaceRule));                                 \
+#define KRXML_DEFINE_DATE_COLLECTION(kind, T)                                                            \
+    C##kind##Col::C##kind##Col(KRXML_TYPE_COLLECTION_ARGS)                                               \
+        : CdatetimeBaseCol(ItemType_##kind, KRXML_TYPE_COLLECTION_PASS), CInstanceMonitor("C" #kind "Col") \
+    {                                                                                                    \
+    }                                                                                                    \
+    C##kind##Col::~C##kind##Col() = default;                                                             \
+    void C##kind##Col::AddAt(int iIndex, const CDateTime& value)                                         \
+    {                                                                                                    \
+        RequireDateType(value, RequiredDate<ItemType_##kind>::eType, RequiredDate<ItemType_##kind>::Message()); \
+        ValidatePrimitive<ItemType_##kind>(ElementName().c_str(), value, &m_restrictions);              \
+        BaseAddAt(iIndex, value);                                                                        \
+    }                                                                                                    \
+    std::string C##kind##Col::ItemToString(const CDateTime& value) const                                 \
+    {                                                                                                    \
+        return KindToString<ItemType_##kind>(value, m_strFormatOverride);                                \
+    }                                                                                                    \
+    void C##kind##Col::AddFromString(std::string strValue)                                               \
+    {                                                                                                    \
+        Add(ItemKind<ItemType_##kind>::FromString(strValue, m_eWhitespaceRule));                         \
     }
 
-KRXML_DEFINE_DATE_COLLECTION(CdatetimeCol, ItemType_datetime, dt_dateTime)
-KRXML_DEFINE_DATE_COLLECTION(CdateCol, ItemType_date, dt_date)
-KRXML_DEFINE_DATE_COLLECTION(CtimeCol, ItemType_time, dt_time)
-KRXML_DEFINE_DATE_COLLECTION(CyearMonthCol, ItemType_yearMonth, dt_gYearMonth)
-KRXML_DEFINE_DATE_COLLECTION(CmonthDayCol, ItemType_monthDay, dt_gMonthDay)
-
-#undef KRXML_DEFINE_DATE_COLLECTION
+#define KRXML_DECLARE_TYPE_COLLECTION KRXML_DEFINE_TYPE_COLLECTION
+#define KRXML_DECLARE_DATE_COLLECTION KRXML_DEFINE_DATE_COLLECTION
+KRXML_PRIMITIVE_KINDS(KRXML_TYPE_COLLECTION_OF_KIND)
 
 } // namespace KrXmlLib16

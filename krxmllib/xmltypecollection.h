@@ -17,6 +17,7 @@
 #include "datetime.h"
 #include "datetimespan.h"
 #include "decimal.h"
+#include "itemkinds.h"
 #include "itemtype.h"
 #include "memoryleakhelp.h"
 #include "primitiverestrictions.h"
@@ -137,62 +138,47 @@ protected:
     std::vector<CDateTime> m_items;
 };
 
-// ---- the leaves ----
+// ---- the leaves: one per kind of the value list, but char ----
 
-#define KRXML_DECLARE_TYPE_COLLECTION(Name, Kind, Type)                                        \
-    class Name : public CXmlTypeCollectionOf<Kind, Type>, public CInstanceMonitor            \
-    {                                                                                          \
-    public:                                                                                    \
-        explicit Name(KRXML_TYPE_COLLECTION_ARGS);                                             \
-                                                                                               \
-    protected:                                                                                 \
-        ~Name() override;                                                                      \
+#define KRXML_DECLARE_TYPE_COLLECTION(kind, T)                                                   \
+    class C##kind##Col : public CXmlTypeCollectionOf<ItemType_##kind, T>, public CInstanceMonitor \
+    {                                                                                            \
+    public:                                                                                      \
+        explicit C##kind##Col(KRXML_TYPE_COLLECTION_ARGS);                                       \
+                                                                                                 \
+    protected:                                                                                   \
+        ~C##kind##Col() override;                                                                \
     };
-
-KRXML_DECLARE_TYPE_COLLECTION(Cbase64BinaryCol, ItemType_base64Binary, CBinaryData)
-KRXML_DECLARE_TYPE_COLLECTION(ChexBinaryCol, ItemType_hexBinary, CBinaryData)
-KRXML_DECLARE_TYPE_COLLECTION(CbooleanCol, ItemType_boolean, bool)
-KRXML_DECLARE_TYPE_COLLECTION(Ci1Col, ItemType_i1, int8_t)
-KRXML_DECLARE_TYPE_COLLECTION(Ci2Col, ItemType_i2, int16_t)
-KRXML_DECLARE_TYPE_COLLECTION(Ci4Col, ItemType_i4, int32_t)
-KRXML_DECLARE_TYPE_COLLECTION(Ci8Col, ItemType_i8, int64_t)
-KRXML_DECLARE_TYPE_COLLECTION(Cui1Col, ItemType_ui1, uint8_t)
-KRXML_DECLARE_TYPE_COLLECTION(Cui2Col, ItemType_ui2, uint16_t)
-KRXML_DECLARE_TYPE_COLLECTION(Cui4Col, ItemType_ui4, uint32_t)
-KRXML_DECLARE_TYPE_COLLECTION(Cui8Col, ItemType_ui8, uint64_t)
-KRXML_DECLARE_TYPE_COLLECTION(Cr4Col, ItemType_r4, float)
-KRXML_DECLARE_TYPE_COLLECTION(Cr8Col, ItemType_r8, double)
-KRXML_DECLARE_TYPE_COLLECTION(CdecimalCol, ItemType_decimal, CDecimal)
-KRXML_DECLARE_TYPE_COLLECTION(CintegerCol, ItemType_integer, CBigInteger)
-KRXML_DECLARE_TYPE_COLLECTION(CstringCol, ItemType_string, std::string)
-KRXML_DECLARE_TYPE_COLLECTION(CdurationCol, ItemType_duration, CDateTimeSpan)
-KRXML_DECLARE_TYPE_COLLECTION(CyearCol, ItemType_year, uint16_t)
-KRXML_DECLARE_TYPE_COLLECTION(CmonthCol, ItemType_month, uint8_t)
-KRXML_DECLARE_TYPE_COLLECTION(CdayCol, ItemType_day, uint8_t)
-
-#undef KRXML_DECLARE_TYPE_COLLECTION
-
-#define KRXML_DECLARE_DATE_COLLECTION(Name)                                                    \
-    class Name : public CdatetimeBaseCol, public CInstanceMonitor                              \
-    {                                                                                          \
-    public:                                                                                    \
-        explicit Name(KRXML_TYPE_COLLECTION_ARGS);                                             \
-        using CdatetimeBaseCol::AddAt;                                                         \
-        void AddAt(int iIndex, const CDateTime& value) override;                               \
-                                                                                               \
-    protected:                                                                                 \
-        ~Name() override;                                                                      \
-        std::string ItemToString(const CDateTime& value) const override;                       \
-        void AddFromString(std::string strValue) override;                                     \
+#define KRXML_DECLARE_DATE_COLLECTION(kind, T)                                                   \
+    class C##kind##Col : public CdatetimeBaseCol, public CInstanceMonitor                        \
+    {                                                                                            \
+    public:                                                                                      \
+        explicit C##kind##Col(KRXML_TYPE_COLLECTION_ARGS);                                       \
+        using CdatetimeBaseCol::AddAt;                                                           \
+        void AddAt(int iIndex, const CDateTime& value) override;                                 \
+                                                                                                 \
+    protected:                                                                                   \
+        ~C##kind##Col() override;                                                                \
+        std::string ItemToString(const CDateTime& value) const override;                         \
+        void AddFromString(std::string strValue) override;                                       \
     };
+// Which form each family of kinds takes; a char has no collection.
+#define KRXML_TYPE_COLLECTION_Binary KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Signed KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Unsigned KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Float KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Duration KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_DatePart KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_String KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Boolean KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Decimal KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Integer KRXML_DECLARE_TYPE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Date KRXML_DECLARE_DATE_COLLECTION
+#define KRXML_TYPE_COLLECTION_Char(kind, T)
+#define KRXML_TYPE_COLLECTION_OF_KIND(kind, number, T, storage, member, accessor, family, format) \
+    KRXML_TYPE_COLLECTION_##family(kind, T)
 
-KRXML_DECLARE_DATE_COLLECTION(CdatetimeCol)
-KRXML_DECLARE_DATE_COLLECTION(CdateCol)
-KRXML_DECLARE_DATE_COLLECTION(CtimeCol)
-KRXML_DECLARE_DATE_COLLECTION(CyearMonthCol)
-KRXML_DECLARE_DATE_COLLECTION(CmonthDayCol)
-
-#undef KRXML_DECLARE_DATE_COLLECTION
+KRXML_PRIMITIVE_KINDS(KRXML_TYPE_COLLECTION_OF_KIND)
 
 } // namespace KrXmlLib16
 
