@@ -432,8 +432,10 @@ private:
 
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
-        if (!CXmlObjectBase::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                                              m_root.m_strTargetNamespace.c_str()))
+        // Named through CElement: a friend of a derived class reaches a protected member of the
+        // base only through the derived class.
+        if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
+                                        m_root.m_strTargetNamespace.c_str()))
         {
             std::string strPath = "/";
             for (const auto& entry : m_rootAliases)

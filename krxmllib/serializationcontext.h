@@ -110,8 +110,8 @@ public:
 private:
     // Sub-contexts of the JSON and Fast Infoset formats, made at first use; their getters and
     // ownership come with those formats.
-    mutable CFastInfosetContext* m_pFIContext;
-    mutable CJsonContext* m_pJsonContext;
+    [[maybe_unused]] mutable CFastInfosetContext* m_pFIContext;
+    [[maybe_unused]] mutable CJsonContext* m_pJsonContext;
     std::string m_strDefaultNamespaceURI;
     bool m_bWriteTypeAttribute;
     CNamespaceAliasMap m_namespaceAliases;

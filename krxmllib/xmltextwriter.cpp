@@ -39,13 +39,15 @@ struct EscapeTables
                 code = Esc_Forbidden;
             content[c] = attribute[c] = code;
         }
-        content['\n'] = Esc_LineFeedContent;
-        attribute['\n'] = Esc_LineFeedAttr;
-        content['\r'] = attribute['\r'] = Esc_Drop;
-        attribute['"'] = Esc_Quot;
-        content['&'] = attribute['&'] = Esc_Amp;
-        content['<'] = attribute['<'] = Esc_Lt;
-        content['>'] = attribute['>'] = Esc_Gt;
+        // Indexed by unsigned char: a char subscript may be negative.
+        typedef unsigned char uc;
+        content[uc('\n')] = Esc_LineFeedContent;
+        attribute[uc('\n')] = Esc_LineFeedAttr;
+        content[uc('\r')] = attribute[uc('\r')] = Esc_Drop;
+        attribute[uc('"')] = Esc_Quot;
+        content[uc('&')] = attribute[uc('&')] = Esc_Amp;
+        content[uc('<')] = attribute[uc('<')] = Esc_Lt;
+        content[uc('>')] = attribute[uc('>')] = Esc_Gt;
     }
 };
 
