@@ -12,11 +12,12 @@
 #include "datetime.h"
 #include "datetimespan.h"
 #include "decimal.h"
+#include "krxmlexport.h"
 #include "whitespaceutils.h"
 
 namespace KrXmlLib16 {
 
-class CConversions
+class KRXML_API CConversions
 {
 public:
     typedef CWhitespaceUtils::WhitespaceRule WhitespaceRule;

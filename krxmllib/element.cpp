@@ -7,11 +7,16 @@
 #include "binarydata.h"
 #include "functions.h"
 #include "krexception.h"
+#include "objectarena.h"
 #include "textstream.h"
+#include "xmlcontentsink.h"
 #include "xmldocument.h"
 #include "xmltextwriter.h"
 
 namespace KrXmlLib16 {
+
+KR_ARENA_ALLOCATION_DEFINE(CElement)
+KR_ARENA_ALLOCATION_DEFINE(CElementCol)
 
 static const char* Safe(const char* lp) { return lp ? lp : ""; }
 

@@ -8,8 +8,8 @@
 
 #include "attribute.h"
 #include "kriterator.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
@@ -18,7 +18,7 @@ namespace KrXmlLib16 {
 class CElementCol;
 class CXmlDocument;
 
-class CElement : public CXmlObjectBase, public CInstanceMonitor
+class KRXML_API CElement : public CXmlObjectBase, public CInstanceMonitor
 {
     friend class CElementCol;
     friend class CElementBuilder;
@@ -109,7 +109,7 @@ private:
     std::string m_strDefaultNamespace;
 };
 
-class CElementCol : public CXmlCollection, public CInstanceMonitor
+class KRXML_API CElementCol : public CXmlCollection, public CInstanceMonitor
 {
     friend class CElement;
     friend class CElementBuilder;

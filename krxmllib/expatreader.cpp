@@ -9,6 +9,7 @@
 #include "krexception.h"
 #include "platform.h"
 #include "serializationcontext.h"
+#include "xmlcontentsink.h"
 #include "xmldocument.h"
 
 namespace KrXmlLib16 {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "smartptr.h"
 #include "xmlenums.h"
 
@@ -17,7 +18,7 @@ class CFastInfosetContext;
 class CJsonContext;
 
 // Namespace URI to alias, in key order.
-class CNamespaceAliasMap
+class KRXML_API CNamespaceAliasMap
 {
 public:
     CNamespaceAliasMap() = default;
@@ -42,7 +43,7 @@ private:
     std::map<std::string, std::string> m_map;
 };
 
-class CSerializationContext
+class KRXML_API CSerializationContext
 {
 public:
     CSerializationContext();

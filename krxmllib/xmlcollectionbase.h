@@ -3,17 +3,24 @@
 #ifndef KRXMLLIB_XMLCOLLECTIONBASE_H
 #define KRXMLLIB_XMLCOLLECTIONBASE_H
 
+#include <cstddef>
 #include <list>
 #include <string>
 #include <vector>
 
-#include "objectarena.h"
+#include "krxmlexport.h"
 #include "smartptr.h"
 #include "xmlobjectbase.h"
 
+// Class-wide allocation for the objects of untyped trees: from the arena of a tree build
+// running on this thread, else from the heap. The operators are defined in the library.
+#define KR_ARENA_ALLOCATION                          \
+    static void* operator new(std::size_t nSize);    \
+    static void operator delete(void* p) noexcept;
+
 namespace KrXmlLib16 {
 
-class CXmlCollectionBase : public CXmlObjectBase
+class KRXML_API CXmlCollectionBase : public CXmlObjectBase
 {
 public:
     CXmlObjectBase* GetBase() override { return this; }
@@ -54,7 +61,7 @@ protected:
     int32_t m_iMaxOccurs;  // -1: no limit
 };
 
-class CXmlCollection : public CXmlCollectionBase
+class KRXML_API CXmlCollection : public CXmlCollectionBase
 {
 public:
     struct CNode

@@ -4,14 +4,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "nodepool.h"
-#include "platform.h"
-#include "xmlcontentsink.h"
 #include "xmlelement.h"
 #include "xmlenums.h"
 
@@ -19,8 +18,9 @@ namespace KrXmlLib16 {
 
 class CSerializationContext;
 class CExpatReader;
+class IXmlContentSink;
 
-class CXmlDocument : public CInstanceMonitor, private IXmlContentSink
+class KRXML_API CXmlDocument : public CInstanceMonitor
 {
     friend class CExpatReader;
     friend class CXmlElement;
@@ -58,7 +58,7 @@ public:
 
     // Sends the content of the next loads to pSink instead of building the tree; null builds
     // the tree again.
-    void SetContentSink(IXmlContentSink* pSink) { m_pSink = pSink ? pSink : this; }
+    void SetContentSink(IXmlContentSink* pSink);
 
     // ---- for the classes that fill a document ----
     CXmlElement* AddDocElement(const char* lpNamespace, const char* lpName);
@@ -85,21 +85,8 @@ protected:
     void ParseText();
 
 private:
-    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
-    {
-        AddNamespaceDeclaration(strAlias, strNamespace);
-    }
-    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
-    {
-        AddElement(pNamespace, nNamespace, pName, nName);
-    }
-    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
-                     size_t nNamespace) override
-    {
-        AddElementAttribute(m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
-    }
-    void OnText(const char* pText, uint32_t dwLen) override { AppendTextExcludingCR(m_pElementStack.back(), pText, dwLen); }
-    void OnEndElement() override { EndElement(); }
+    // The node pools and the receiver that builds the tree from the parser's reports.
+    struct CState;
 
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
@@ -121,11 +108,10 @@ private:
     SchemaType m_eSchemaType;
     ElementEndCallback m_pfnElementEnd;
     const CSerializationContext* m_pContext;
-    IXmlContentSink* m_pSink;  // this document, unless a caller builds something else
+    IXmlContentSink* m_pSink;  // the tree builder of m_pState, unless a caller builds something else
     mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
     mutable const std::string* m_pLastNamespace = nullptr;  // the common case: same as before
-    mutable CNodePool m_elementPool{sizeof(CXmlElement)};
-    mutable CNodePool m_attributePool{sizeof(CXmlAttribute)};
+    std::unique_ptr<CState> m_pState;
 };
 
 } // namespace KrXmlLib16

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
 
 namespace KrXmlLib16 {
@@ -13,7 +14,7 @@ namespace KrXmlLib16 {
 class CXmlDocument;
 class CXmlElement;
 
-class CXmlAttribute : public CInstanceMonitor
+class KRXML_API CXmlAttribute : public CInstanceMonitor
 {
     friend class CXmlElement;
     friend class CXmlDocument;
@@ -40,7 +41,7 @@ private:
     std::string m_strNamespaceURI;
 };
 
-class CXmlElement : public CInstanceMonitor
+class KRXML_API CXmlElement : public CInstanceMonitor
 {
     friend class CXmlDocument;
 

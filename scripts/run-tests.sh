@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test:
 #   1. a build with -Werror (library, tests, tools, benchmarks, examples) and all tests;
-#   2. an install into a scratch prefix and a consumer built against the installed package;
+#   2. an install into a scratch prefix, a check of its headers and exports, and a consumer
+#      built against the installed package (static and shared, CMake and pkg-config);
 #   3. a build with AddressSanitizer and UndefinedBehaviorSanitizer and all tests.
 # --quick stops after step 1.
 set -euo pipefail
@@ -18,17 +19,29 @@ cmake --build build/werror -j "$jobs"
 
 [ "${1:-}" = "--quick" ] && exit 0
 
-echo "== install and consumer"
+echo "== install, installed headers and consumer"
 rm -rf build/prefix build/consumer build/consumer-pc
 cmake --install build/werror --prefix "$root/build/prefix" >/dev/null
+"$root/scripts/check-install.sh" "$root/build/prefix"
 cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$root/build/prefix" -DKRXML_WERROR=ON
 cmake --build build/consumer
 ./build/consumer/krxml_consumer
+./build/consumer/krxml_consumer_shared
 mkdir -p build/consumer-pc
-PKG_CONFIG_PATH="$root/build/prefix/lib/pkgconfig:$root/build/prefix/lib/x86_64-linux-gnu/pkgconfig" \
-  sh -c 'g++ -std=c++17 -Wall -Wextra -Werror examples/consumer/main.cpp -o build/consumer-pc/krxml_consumer \
-         $(pkg-config --cflags krxmllib16) $(pkg-config --static --libs krxmllib16)'
-LD_LIBRARY_PATH="$root/build/prefix/lib" ./build/consumer-pc/krxml_consumer
+export PKG_CONFIG_PATH="$root/build/prefix/lib/pkgconfig:$root/build/prefix/lib/x86_64-linux-gnu/pkgconfig"
+cxx_consumer=(g++ -std=c++17 -Wall -Wextra -Werror examples/consumer/main.cpp)
+# shellcheck disable=SC2046  # pkg-config prints flags to be split
+"${cxx_consumer[@]}" -o build/consumer-pc/krxml_consumer_shared $(pkg-config --cflags --libs krxmllib16)
+LD_LIBRARY_PATH="$root/build/prefix/lib:$root/build/prefix/lib/x86_64-linux-gnu" ./build/consumer-pc/krxml_consumer_shared
+# -l takes the shared library where both are installed: the archive is named for the static link.
+# shellcheck disable=SC2046
+"${cxx_consumer[@]}" -o build/consumer-pc/krxml_consumer $(pkg-config --static --cflags krxmllib16) \
+  $(pkg-config --static --libs krxmllib16 | sed 's/-lkrxmllib16\b/-l:libkrxmllib16.a/')
+if readelf -d build/consumer-pc/krxml_consumer | grep -q 'libkrxmllib16\.so'; then
+  echo "the static pkg-config consumer needs the shared library"
+  exit 1
+fi
+./build/consumer-pc/krxml_consumer
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKRXML_SANITIZE=ON -DKRXML_WERROR=ON \
