@@ -14,7 +14,8 @@
 #include <cstdint>
 #include <string>
 
-#include "platform.h"
+#include "krplatformtypes.h"
+#include "krxmlexport.h"
 #include "serializationcontext.h"
 #include "xmlenums.h"
 
@@ -31,7 +32,7 @@ class CKrInvalidNamespaceException;
 
 // An intrusive count, changed only by atomic steps. It is no part of an object's value: a
 // copy starts again at 0.
-class CRefCount
+class KRXML_API CRefCount
 {
 public:
     CRefCount() : m_lCount(0) {}
@@ -46,7 +47,7 @@ private:
     std::atomic<int32_t> m_lCount;
 };
 
-class IEventSink
+class KRXML_API IEventSink
 {
 public:
     enum MsgType
@@ -64,7 +65,7 @@ protected:
     ~IEventSink() = default;
 };
 
-class CXmlObjectBase : public IEventSink
+class KRXML_API CXmlObjectBase : public IEventSink
 {
 public:
     CXmlObjectBase() = default;
