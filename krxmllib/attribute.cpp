@@ -4,10 +4,14 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "objectarena.h"
 #include "xmlelement.h"
 #include "xmlwriter.h"
 
 namespace KrXmlLib16 {
+
+KR_ARENA_ALLOCATION_DEFINE(CAttribute)
+KR_ARENA_ALLOCATION_DEFINE(CAttributeCol)
 
 static const char* Safe(const char* lp) { return lp ? lp : ""; }
 

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "kriterator.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
@@ -20,7 +20,7 @@ namespace KrXmlLib16 {
 
 class CAttributeCol;
 
-class CAttribute : public CXmlObjectBase, public CInstanceMonitor
+class KRXML_API CAttribute : public CXmlObjectBase, public CInstanceMonitor
 {
     friend class CAttributeCol;
     friend class CElementBuilder;
@@ -57,7 +57,7 @@ private:
     std::string m_strNamespace;
 };
 
-class CAttributeCol : public CXmlCollection, public CInstanceMonitor
+class KRXML_API CAttributeCol : public CXmlCollection, public CInstanceMonitor
 {
     friend class CElementBuilder;
 

@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
+
 namespace KrXmlLib16 {
 
 class CDecimal;
 
-class CBigInteger
+class KRXML_API CBigInteger
 {
 public:
     typedef std::vector<char> DigitVector;
@@ -141,7 +143,7 @@ private:
 
 // Builds CBigInteger's six bounds before the static objects of any translation unit that
 // includes this header, whatever the order in which the linker runs their initialisers.
-class CBigIntegerBoundsInit
+class KRXML_API CBigIntegerBoundsInit
 {
 public:
     CBigIntegerBoundsInit();

@@ -6,11 +6,13 @@
 #include <cstdint>
 #include <string>
 
+#include "krxmlexport.h"
+
 namespace KrXmlLib16 {
 
 class CBinaryDataBuffer;
 
-class CBinaryData
+class KRXML_API CBinaryData
 {
 public:
     CBinaryData() : m_pBuffer(nullptr) {}
@@ -63,7 +65,7 @@ private:
 } // namespace KrXmlLib16
 
 // Base64 (RFC 4648, section 4) as a local object for one call.
-class CBase64
+class KRXML_API CBase64
 {
 public:
     CBase64() = default;

@@ -7,12 +7,13 @@
 #include <string>
 
 #include "binarydata.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
 #include "xmlenums.h"
 
 namespace KrXmlLib16 {
 
-class CBinaryStream : public CInstanceMonitor
+class KRXML_API CBinaryStream : public CInstanceMonitor
 {
 public:
     CBinaryStream();
@@ -34,7 +35,7 @@ protected:
     CBinaryData m_data;
 };
 
-class CFileBinaryStream : public CBinaryStream
+class KRXML_API CFileBinaryStream : public CBinaryStream
 {
 public:
     CFileBinaryStream(const char* lpFileName, XmlEncoding eEncoding);

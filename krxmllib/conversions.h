@@ -13,11 +13,12 @@
 #include "datetimespan.h"
 #include "decimal.h"
 #include "itemkinds.h"
+#include "krxmlexport.h"
 #include "whitespaceutils.h"
 
 namespace KrXmlLib16 {
 
-class CConversions
+class KRXML_API CConversions
 {
 public:
     typedef CWhitespaceUtils::WhitespaceRule WhitespaceRule;

@@ -6,6 +6,7 @@
 #include "datetimespan.h"
 #include "functions.h"
 #include "krexception.h"
+#include "platform.h"
 
 namespace KrXmlLib16 {
 

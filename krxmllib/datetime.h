@@ -8,13 +8,14 @@
 #include <cstdint>
 #include <string>
 
-#include "platform.h"
+#include "krplatformtypes.h"
+#include "krxmlexport.h"
 
 namespace KrXmlLib16 {
 
 class CDateTimeSpan;
 
-class CDateTime
+class KRXML_API CDateTime
 {
 public:
     enum DTType

@@ -8,10 +8,11 @@
 #include <string>
 
 #include "datetime.h"
+#include "krxmlexport.h"
 
 namespace KrXmlLib16 {
 
-class CDateTimeSpan
+class KRXML_API CDateTimeSpan
 {
 public:
     CDateTimeSpan();

@@ -7,10 +7,11 @@
 #include <string>
 
 #include "biginteger.h"
+#include "krxmlexport.h"
 
 namespace KrXmlLib16 {
 
-class CDecimal
+class KRXML_API CDecimal
 {
 public:
     CDecimal();

@@ -7,11 +7,16 @@
 #include "binarydata.h"
 #include "functions.h"
 #include "krexception.h"
+#include "objectarena.h"
 #include "textstream.h"
+#include "xmlcontentsink.h"
 #include "xmldocument.h"
 #include "xmltextwriter.h"
 
 namespace KrXmlLib16 {
+
+KR_ARENA_ALLOCATION_DEFINE(CElement)
+KR_ARENA_ALLOCATION_DEFINE(CElementCol)
 
 static const char* Safe(const char* lp) { return lp ? lp : ""; }
 
@@ -450,8 +455,10 @@ private:
 
     void StartRoot(const std::string& strNamespace, const std::string& strName)
     {
+        // Named through CElement: a friend of a derived class reaches a protected member of the
+        // base only through the derived class.
         if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                                              m_root.m_strTargetNamespace.c_str()))
+                                        m_root.m_strTargetNamespace.c_str()))
         {
             std::string strPath = "/";
             for (const auto& entry : m_rootAliases)

@@ -14,8 +14,8 @@
 
 #include "attribute.h"
 #include "kriterator.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "objectarena.h"
 #include "smartptr.h"
 #include "xmlcollectionbase.h"
 
@@ -28,7 +28,7 @@ namespace KrXmlLib16 {
 class CElementCol;
 class CXmlDocument;
 
-class CElement : public CXmlObjectBase, public CInstanceMonitor
+class KRXML_API CElement : public CXmlObjectBase, public CInstanceMonitor
 {
     friend class CElementCol;
     friend class CElementBuilder;
@@ -125,7 +125,7 @@ private:
     bool m_bListsInNoNamespace = false;
 };
 
-class CElementCol : public CXmlCollection, public CInstanceMonitor
+class KRXML_API CElementCol : public CXmlCollection, public CInstanceMonitor
 {
     friend class CElement;
     friend class CElementBuilder;

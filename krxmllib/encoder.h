@@ -9,38 +9,39 @@
 #include <string>
 
 #include "binarydata.h"
+#include "krxmlexport.h"
 
 namespace KrXmlLib16 {
 
 // UTF-8 (the parser's text) to the local code page.
-std::string Utf8ToLocal(const char* lpText);
-std::string Utf8ToLocal(const char* lpText, size_t nLen);
+KRXML_API std::string Utf8ToLocal(const char* lpText);
+KRXML_API std::string Utf8ToLocal(const char* lpText, size_t nLen);
 // With caller scratch space for the wide and narrow intermediate forms; conversions that fit
 // need no allocation.
-std::string Utf8ToLocal(const char* lpText, size_t nLen, uint16_t* pWideScratch, size_t nWideCap,
+KRXML_API std::string Utf8ToLocal(const char* lpText, size_t nLen, uint16_t* pWideScratch, size_t nWideCap,
                         char* pNarrowScratch, size_t nNarrowCap);
 // Replaces the content of strOut; keeps its capacity, so that a reused string allocates
 // only when it must grow.
-void Utf8ToLocal(std::string& strOut, const char* lpText, size_t nLen, uint16_t* pWideScratch = nullptr,
+KRXML_API void Utf8ToLocal(std::string& strOut, const char* lpText, size_t nLen, uint16_t* pWideScratch = nullptr,
                  size_t nWideCap = 0);
 
 // Local text to UTF-8 bytes. Under ASCIIOnly the bytes are copied as they are.
-CBinaryData LocalToUtf8(const char* lpText);
-CBinaryData LocalToUtf8(const char* lpText, size_t nLen);
+KRXML_API CBinaryData LocalToUtf8(const char* lpText);
+KRXML_API CBinaryData LocalToUtf8(const char* lpText, size_t nLen);
 // Local text to UTF-16 little-endian bytes, without byte order mark or terminator. Always
 // through the local code page, ASCIIOnly or not.
-CBinaryData LocalToUtf16(const char* lpText);
-CBinaryData LocalToUtf16(const char* lpText, size_t nLen);
+KRXML_API CBinaryData LocalToUtf16(const char* lpText);
+KRXML_API CBinaryData LocalToUtf16(const char* lpText, size_t nLen);
 // UTF-16 units to UTF-8 bytes; the first form stops at the terminating 0 unit.
-CBinaryData WideToUtf8(const unsigned short* lpText);
-CBinaryData WideToUtf8(const unsigned short* lpText, size_t nLen);
+KRXML_API CBinaryData WideToUtf8(const unsigned short* lpText);
+KRXML_API CBinaryData WideToUtf8(const unsigned short* lpText, size_t nLen);
 // UTF-16 units to the local code page; a negative iLen means up to the terminating 0 unit.
-std::string WideToLocal(const unsigned short* lpText, int iLen);
+KRXML_API std::string WideToLocal(const unsigned short* lpText, int iLen);
 
 // Tells, a piece at a time, whether local text would leave LocalToUtf8 unchanged, so that
 // text held in several pieces can be copied to UTF-8 output without first being joined. The
 // settings read are those in force when the check is made.
-class CUtf8IdentityCheck
+class KRXML_API CUtf8IdentityCheck
 {
 public:
     CUtf8IdentityCheck();

@@ -6,7 +6,7 @@
 
 #include "encoder.h"
 #include "functions.h"
-#include "internal/allocationhooks.h"
+#include "allocationhooks.h"
 #include "krexception.h"
 #include "platform.h"
 #include "xmlcontentsink.h"

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "krxmlexport.h"
+
 #if defined(__GNUC__)
 #define KR_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))
 #else
@@ -16,45 +18,45 @@ namespace KrXmlLib16 {
 
 // ---- process-wide switches: plain variables, set before work starts ----
 
-extern bool g_bASCIIOnly;
-extern unsigned int g_uLocalCodePage;
-extern bool g_bAsyncFromXmlFile;
-extern bool g_bAsyncToXmlFile;
+extern KRXML_API bool g_bASCIIOnly;
+extern KRXML_API unsigned int g_uLocalCodePage;
+extern KRXML_API bool g_bAsyncFromXmlFile;
+extern KRXML_API bool g_bAsyncToXmlFile;
 
 // true: text passes between parser, tree and UTF-8 output as bytes, unconverted.
-void ASCIIOnly(bool bASCIIOnly);
+KRXML_API void ASCIIOnly(bool bASCIIOnly);
 // The code page of every char string of the public interface (Windows numbering; 0, 3 and
 // 65001 are UTF-8, the default).
-void SetLocalCharEncoding(unsigned int uCodePage);
+KRXML_API void SetLocalCharEncoding(unsigned int uCodePage);
 // true: FromXmlFile overlaps reading with parsing (plain XML text only).
-void AsyncFromXmlFile(bool bAsync);
+KRXML_API void AsyncFromXmlFile(bool bAsync);
 // true: ToXmlFile without compression streams to the file while the document is produced.
-void AsyncToXmlFile(bool bAsync);
+KRXML_API void AsyncToXmlFile(bool bAsync);
 
 // Installs the function that receives the library's debug output (the instance report and
 // DebugTrace); null restores the default, which discards it. Returns the previous function.
 typedef void (*DebugOutputFunction)(const char* lpText);
-DebugOutputFunction SetDebugOutput(DebugOutputFunction pfnOutput);
+KRXML_API DebugOutputFunction SetDebugOutput(DebugOutputFunction pfnOutput);
 
 // ---- formatting ----
 
 // printf-style text of any length. "I64" is accepted as the 64-bit length modifier.
-std::string FormatString(const char* lpFormat, ...) KR_PRINTF_FORMAT(1, 2);
+KRXML_API std::string FormatString(const char* lpFormat, ...) KR_PRINTF_FORMAT(1, 2);
 // Formats (below 32 KB) and sends the text to the debug output in pieces of 128 characters.
-void DebugTrace(const char* lpFormat, ...) KR_PRINTF_FORMAT(1, 2);
+KRXML_API void DebugTrace(const char* lpFormat, ...) KR_PRINTF_FORMAT(1, 2);
 
 // ---- small number and text helpers ----
 
 // The number in decimal, left-padded with '0' to width.
-std::string FormatZeroPadded(uint32_t value, unsigned char width);
+KRXML_API std::string FormatZeroPadded(uint32_t value, unsigned char width);
 // Appends the same text to strOut, without a temporary.
-void AppendZeroPadded(std::string& strOut, uint32_t value, unsigned char width);
+KRXML_API void AppendZeroPadded(std::string& strOut, uint32_t value, unsigned char width);
 // digits without trailing '0' characters, keeping at least the first character.
-std::string TrimTrailingZeros(std::string digits);
+KRXML_API std::string TrimTrailingZeros(std::string digits);
 // The fractional part of a seconds value, dot included, or empty.
-std::string FormatFraction(unsigned short milli, unsigned short micro, unsigned short nano);
+KRXML_API std::string FormatFraction(unsigned short milli, unsigned short micro, unsigned short nano);
 // Replaces every occurrence; the search restarts at the beginning after each replacement.
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
+KRXML_API void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
 
 // ---- pattern facet ----
 
@@ -63,7 +65,7 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
 // CPatternMatcher (patternmatcher.h) is the way to hold one compiled pattern yourself. Raises CKrException with "Invalid Regular Expression: ..." if
 // the pattern does not compile or is not UTF-8, and CKrInvalidValueException if value holds
 // bytes that are not valid in the local encoding.
-bool MatchesPattern(const std::string& patternUtf8, const std::string& value);
+KRXML_API bool MatchesPattern(const std::string& patternUtf8, const std::string& value);
 
 } // namespace KrXmlLib16
 

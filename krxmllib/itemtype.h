@@ -1,11 +1,12 @@
 // The kinds of value that cross between the binding engine and a bound class. The numbers
-// appear in generated tables and must not change.
+// appear in generated tables and must not change. The underlying type is fixed, so that a
+// number outside the list is a well-defined value that can be refused.
 #ifndef KRXMLLIB_ITEMTYPE_H
 #define KRXMLLIB_ITEMTYPE_H
 
 namespace KrXmlLib16 {
 
-enum ItemType
+enum ItemType : int
 {
     ItemType_Invalid = 0,
     ItemType_hexBinary = 1,

@@ -2,9 +2,10 @@
 #ifndef KRXMLLIB_KRCRITICALSECTION_H
 #define KRXMLLIB_KRCRITICALSECTION_H
 
-#include "platform.h"
+#include "krplatformtypes.h"
+#include "krxmlexport.h"
 
-class CKRCriticalSection
+class KRXML_API CKRCriticalSection
 {
 public:
     CKRCriticalSection() = default;
@@ -20,7 +21,7 @@ private:
 };
 
 // Scope guard for a CKRCriticalSection.
-class CKRLock
+class KRXML_API CKRLock
 {
 public:
     explicit CKRLock(CKRCriticalSection& cs) : m_cs(cs) { m_cs.Enter(); }

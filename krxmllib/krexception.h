@@ -6,9 +6,11 @@
 #include <memory>
 #include <string>
 
+#include "krxmlexport.h"
+
 namespace KrXmlLib16 {
 
-class CKrException
+class KRXML_API CKrException
 {
 public:
     CKrException();
@@ -44,7 +46,7 @@ protected:
     name& operator=(const name& other) = default; \
     name* Clone() const override { return new name(*this); }
 
-class CKrValidationException : public CKrException
+class KRXML_API CKrValidationException : public CKrException
 {
 public:
     CKrValidationException() = default;
@@ -54,7 +56,7 @@ public:
     KR_DECLARE_EXCEPTION_CLONE(CKrValidationException)
 };
 
-class CKrInvalidValueException : public CKrValidationException
+class KRXML_API CKrInvalidValueException : public CKrValidationException
 {
 public:
     CKrInvalidValueException() = default;
@@ -64,7 +66,7 @@ public:
     KR_DECLARE_EXCEPTION_CLONE(CKrInvalidValueException)
 };
 
-class CKrInvalidNamespaceException : public CKrValidationException
+class KRXML_API CKrInvalidNamespaceException : public CKrValidationException
 {
 public:
     CKrInvalidNamespaceException() = default;
@@ -75,7 +77,7 @@ public:
 };
 
 #define KR_DECLARE_SIMPLE_EXCEPTION(name)                                            \
-    class name : public CKrException                                                 \
+    class KRXML_API name : public CKrException                                       \
     {                                                                                \
     public:                                                                          \
         name() = default;                                                            \
@@ -94,7 +96,7 @@ KR_DECLARE_SIMPLE_EXCEPTION(CKrOverFlowException)
 #undef KR_DECLARE_EXCEPTION_CLONE
 
 // Reports the position reached in an input, in the path notation of its format.
-class IErrorPathProvider
+class KRXML_API IErrorPathProvider
 {
 public:
     virtual ~IErrorPathProvider() = default;

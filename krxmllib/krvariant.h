@@ -12,6 +12,7 @@
 #include "datetimespan.h"
 #include "decimal.h"
 #include "itemtype.h"
+#include "krxmlexport.h"
 #include "smartptr.h"
 #include "whitespaceutils.h"
 
@@ -25,7 +26,7 @@ class CXmlCollectionBase;
 //
 // A getter requires the variant to hold a value of its kind (not nil). Debug builds assert
 // that; release builds raise CKrInvalidStateException instead of reading the wrong member.
-struct KrVariant
+struct KRXML_API KrVariant
 {
     KrVariant();
     KrVariant(const KrVariant& other);

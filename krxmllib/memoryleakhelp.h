@@ -14,8 +14,9 @@
 #include <string>
 
 #include "krcriticalsection.h"
+#include "krxmlexport.h"
 
-class CInstanceMonitor
+class KRXML_API CInstanceMonitor
 {
 public:
     // The counts of a class are the record's own plus what each thread has counted in its

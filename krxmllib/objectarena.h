@@ -57,9 +57,10 @@ private:
 
 } // namespace KrXmlLib16
 
-// Class-wide allocation through the arena.
-#define KR_ARENA_ALLOCATION                                                                          \
-    static void* operator new(size_t nSize) { return KrXmlLib16::CObjectArena::Allocate(nSize); } \
-    static void operator delete(void* p) noexcept { KrXmlLib16::CObjectArena::Free(p); }
+// The allocation operators that KR_ARENA_ALLOCATION (xmlcollectionbase.h) declares in a class,
+// defined through the arena in the class's source file.
+#define KR_ARENA_ALLOCATION_DEFINE(Class)                                                              \
+    void* Class::operator new(std::size_t nSize) { return KrXmlLib16::CObjectArena::Allocate(nSize); } \
+    void Class::operator delete(void* p) noexcept { KrXmlLib16::CObjectArena::Free(p); }
 
 #endif

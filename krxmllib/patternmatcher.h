@@ -7,11 +7,13 @@
 #include <cstdint>
 #include <string>
 
+#include "krxmlexport.h"
+
 struct pcre2_real_code_8;
 
 namespace KrXmlLib16 {
 
-class CPatternMatcher
+class KRXML_API CPatternMatcher
 {
 public:
     // patternUtf8 is the XSD pattern in UTF-8. Raises CKrException with "Invalid Regular

@@ -4,24 +4,15 @@
 #ifndef KRXMLLIB_PLATFORM_H
 #define KRXMLLIB_PLATFORM_H
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
+
+#include "krplatformtypes.h"  // the lock, count, file handle and time types public classes hold
 
 namespace KrXmlLib16 {
 namespace Platform {
-
-// ---- locks and counts ----------------------------------------------------------------------
-
-// A lock the owning thread may take again.
-typedef std::recursive_mutex RecursiveLock;
-
-// Atomic steps that return the new value.
-inline int32_t AtomicIncrement(std::atomic<int32_t>& value) { return value.fetch_add(1, std::memory_order_relaxed) + 1; }
-inline int32_t AtomicDecrement(std::atomic<int32_t>& value) { return value.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
 // ---- debug output --------------------------------------------------------------------------
 
@@ -34,9 +25,6 @@ void DebugOutput(const char* lpText);
 // ---- files ---------------------------------------------------------------------------------
 
 // Error codes are the host's (errno values); 0 means success.
-typedef int FileHandle;
-const FileHandle kInvalidFile = -1;
-
 uint32_t OpenFileForRead(const char* lpFileName, FileHandle& hFile);      // must exist, shared for readers
 uint32_t CreateFileForWrite(const char* lpFileName, FileHandle& hFile);   // create or truncate
 uint32_t GetFileSize32(FileHandle hFile, uint32_t& dwSize);               // fails above 4 GiB - 1
@@ -110,26 +98,6 @@ size_t WideToUtf8(const uint16_t* pText, size_t nLen, char* pOut, size_t nOutCap
 size_t ValidLocalPrefix(unsigned int uCodePage, const char* lpText, size_t nLen);
 
 // ---- time ----------------------------------------------------------------------------------
-
-// The broken-down time record, year to millisecond.
-struct SystemTime
-{
-    uint16_t wYear;
-    uint16_t wMonth;        // 1..12
-    uint16_t wDayOfWeek;    // 0 = Sunday
-    uint16_t wDay;
-    uint16_t wHour;
-    uint16_t wMinute;
-    uint16_t wSecond;
-    uint16_t wMilliseconds;
-};
-
-// 100-nanosecond intervals since 1601-01-01 UTC, split in two halves.
-struct FileTime
-{
-    uint32_t dwLowDateTime;
-    uint32_t dwHighDateTime;
-};
 
 void GetLocalTime(SystemTime& st);
 bool FileTimeToSystemTime(const FileTime& ft, SystemTime& st);  // false beyond year 30827

@@ -9,13 +9,14 @@
 #include "conversions.h"
 #include "itemtype.h"
 #include "krvariant.h"
+#include "krxmlexport.h"
 
 namespace KrXmlLib16 {
 
 // A plain record. Bounds stay schema text and are parsed by each check with the value's own
 // parser, so one record serves any kind and a bound that doesn't parse fails only when a value
 // is checked. A text facet is absent when empty, a number when below 0.
-class CPrimitiveRestrictions
+class KRXML_API CPrimitiveRestrictions
 {
 public:
     // For rows that are not primitive; every facet is absent.
@@ -53,12 +54,12 @@ struct PrimitiveValueType
 // Defined for the 26 primitive kinds, so that code over all of them needs no exception; char
 // has no facets and raises CKrInvalidValueException "Unknown type [char]." as the form below.
 template <ItemType K>
-void ValidatePrimitive(const char* name, const typename PrimitiveValueType<K>::Type& value,
+KRXML_API void ValidatePrimitive(const char* name, const typename PrimitiveValueType<K>::Type& value,
                        const CPrimitiveRestrictions* facets);
 
 // Reads value as kind type and applies that kind's check. A nil value passes, since it holds
 // nothing to check. char and kinds outside 1 to 26 raise CKrInvalidValueException.
-void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, const CPrimitiveRestrictions* facets);
+KRXML_API void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, const CPrimitiveRestrictions* facets);
 
 } // namespace KrXmlLib16
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "lazyptr.h"
+#include "krxmlexport.h"
 #include "smartptr.h"
 #include "xmlenums.h"
 
@@ -23,7 +24,7 @@ class CFastInfosetContext;
 class CJsonContext;
 
 // Namespace URI to alias, in key order.
-class CNamespaceAliasMap
+class KRXML_API CNamespaceAliasMap
 {
 public:
     CNamespaceAliasMap() = default;
@@ -48,7 +49,7 @@ private:
     std::map<std::string, std::string> m_map;
 };
 
-class CSerializationContext
+class KRXML_API CSerializationContext
 {
 public:
     CSerializationContext();

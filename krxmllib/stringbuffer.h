@@ -10,11 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
 
 namespace KrXmlLib16 {
 
-class CStringBuffer : public CInstanceMonitor
+class KRXML_API CStringBuffer : public CInstanceMonitor
 {
 public:
     CStringBuffer();

@@ -7,6 +7,7 @@
 #include "encoder.h"
 #include "functions.h"
 #include "krexception.h"
+#include "platform.h"
 
 namespace KrXmlLib16 {
 
@@ -76,7 +77,7 @@ CBinaryData CTextStream::GetEncodedData()
 
 CFileTextStream::CFileTextStream(const char* lpFileName, XmlEncoding eEncoding)
     : CTextStream("CFileTextStream", eEncoding), m_strFileName(lpFileName ? lpFileName : ""), m_qwFilePos(0),
-      m_hFile(Platform::kInvalidFile)
+      m_hFile(Platform::kInvalidFile), m_pOverlapped(new Platform::BackgroundFileIo)
 {
 }
 
@@ -90,7 +91,7 @@ CFileTextStream::~CFileTextStream()
 void CFileTextStream::CloseHandles()
 {
     uint64_t qwIgnored;
-    m_overlapped.Wait(qwIgnored);
+    m_pOverlapped->Wait(qwIgnored);
     Platform::CloseFile(m_hFile);
 }
 
@@ -103,7 +104,7 @@ void CFileTextStream::Start()
     if (dwError)
         throw CKrException(FormatString("Failed to write data to the file [%s] error [0x%08X]", m_strFileName.c_str(),
                                         static_cast<unsigned int>(dwError)));
-    dwError = m_overlapped.Prepare();
+    dwError = m_pOverlapped->Prepare();
     if (dwError)
     {
         Platform::CloseFile(m_hFile);
@@ -114,14 +115,14 @@ void CFileTextStream::Start()
     if (m_eEncoding == XmlEncoding_UTF16 || m_eEncoding == XmlEncoding_UTF16NoDecl)
     {
         static const unsigned char kByteOrderMark[2] = {0xFF, 0xFE};
-        m_overlapped.StartWrite(m_hFile, kByteOrderMark, 2, 0);
+        m_pOverlapped->StartWrite(m_hFile, kByteOrderMark, 2, 0);
     }
 }
 
 uint64_t CFileTextStream::WaitForWrite()
 {
     uint64_t qwWritten = 0;
-    uint32_t dwError = m_overlapped.Wait(qwWritten);
+    uint32_t dwError = m_pOverlapped->Wait(qwWritten);
     if (dwError)
     {
         CloseHandles();
@@ -151,7 +152,7 @@ void CFileTextStream::WriteBlock()
     // has just been written.
     m_blockInFlight.Swap(m_buffer);
     m_buffer.Reset();
-    m_overlapped.StartTask(&CFileTextStream::EncodeAndWrite, this);
+    m_pOverlapped->StartTask(&CFileTextStream::EncodeAndWrite, this);
 }
 
 // Runs on the worker while the caller produces the next block: converts the block in flight

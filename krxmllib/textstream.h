@@ -6,17 +6,23 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "binarydata.h"
+#include "krplatformtypes.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "platform.h"
 #include "stringbuffer.h"
 #include "xmlenums.h"
 
 namespace KrXmlLib16 {
 
-class CTextStream : public CInstanceMonitor
+namespace Platform {
+class BackgroundFileIo;
+}
+
+class KRXML_API CTextStream : public CInstanceMonitor
 {
 public:
     CTextStream();
@@ -64,7 +70,7 @@ protected:
 // encoding and written by a background worker while the caller produces the next one. At most
 // one block is in flight. The file is created in Start and closed in End; after a failure the
 // handles are closed and the part written so far stays.
-class CFileTextStream : public CTextStream
+class KRXML_API CFileTextStream : public CTextStream
 {
 public:
     CFileTextStream(const char* lpFileName, XmlEncoding eEncoding);
@@ -91,7 +97,7 @@ private:
     uint64_t m_qwFilePos;            // offset of the next write
     Platform::FileHandle m_hFile;
     // Declared last, so that its worker has stopped before the buffers it reads are freed.
-    Platform::BackgroundFileIo m_overlapped;
+    std::unique_ptr<Platform::BackgroundFileIo> m_pOverlapped;
 };
 
 } // namespace KrXmlLib16

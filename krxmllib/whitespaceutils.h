@@ -4,9 +4,11 @@
 
 #include <string>
 
+#include "krxmlexport.h"
+
 namespace KrXmlLib16 {
 
-class CWhitespaceUtils
+class KRXML_API CWhitespaceUtils
 {
 public:
     enum WhitespaceRule : int

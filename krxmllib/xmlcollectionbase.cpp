@@ -4,8 +4,11 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "objectarena.h"
 
 namespace KrXmlLib16 {
+
+KR_ARENA_ALLOCATION_DEFINE(CXmlCollection::CNode)
 
 // ---- CXmlCollectionBase ----
 

@@ -3,16 +3,23 @@
 #ifndef KRXMLLIB_XMLCOLLECTIONBASE_H
 #define KRXMLLIB_XMLCOLLECTIONBASE_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
-#include "objectarena.h"
+#include "krxmlexport.h"
 #include "smartptr.h"
 #include "xmlobjectbase.h"
 
+// Class-wide allocation for the objects of untyped trees: from the arena of a tree build
+// running on this thread, else from the heap. The operators are defined in the library.
+#define KR_ARENA_ALLOCATION                          \
+    static void* operator new(std::size_t nSize);    \
+    static void operator delete(void* p) noexcept;
+
 namespace KrXmlLib16 {
 
-class CXmlCollectionBase : public CXmlObjectBase
+class KRXML_API CXmlCollectionBase : public CXmlObjectBase
 {
 public:
     CXmlObjectBase* GetBase() override { return this; }
@@ -72,7 +79,7 @@ private:
     bool m_bListenerGaps = false; // null entries wait for the end of the outermost round
 };
 
-class CXmlCollection : public CXmlCollectionBase
+class KRXML_API CXmlCollection : public CXmlCollectionBase
 {
 public:
     struct CNode

@@ -7,9 +7,47 @@
 #include "expatreader.h"
 #include "functions.h"
 #include "krexception.h"
+#include "nodepool.h"
+#include "platform.h"
 #include "serializationcontext.h"
+#include "xmlcontentsink.h"
 
 namespace KrXmlLib16 {
+
+// Hidden, although nested in an exported class: it is no part of the interface.
+struct __attribute__((visibility("hidden"))) CXmlDocument::CState final : public IXmlContentSink
+{
+    explicit CState(CXmlDocument& doc)
+        : m_doc(doc), m_elementPool(sizeof(CXmlElement)), m_attributePool(sizeof(CXmlAttribute))
+    {
+    }
+
+    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
+    {
+        m_doc.AddNamespaceDeclaration(strAlias, strNamespace);
+    }
+    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
+    {
+        m_doc.AddElement(pNamespace, nNamespace, pName, nName);
+    }
+    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
+                     size_t nNamespace) override
+    {
+        AddElementAttribute(m_doc.m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
+    }
+    void OnText(const char* pText, uint32_t dwLen) override
+    {
+        CXmlDocument::AppendTextExcludingCR(m_doc.m_pElementStack.back(), pText, dwLen);
+    }
+    void OnEndElement() override { m_doc.EndElement(); }
+    // Kept sections stay in the text with their markers.
+    void OnStartCData() override { m_doc.m_pElementStack.back()->AppendText("<![CDATA[", 9); }
+    void OnEndCData() override { m_doc.m_pElementStack.back()->AppendText("]]>", 3); }
+
+    CXmlDocument& m_doc;
+    CNodePool m_elementPool;
+    CNodePool m_attributePool;
+};
 
 CXmlDocument::CXmlDocument() : CInstanceMonitor("CXmlDocument")
 {
@@ -40,7 +78,13 @@ void CXmlDocument::Init(ElementEndCallback pfnElementEnd, const CSerializationCo
     m_eSchemaType = ctx.GetSchemaType();
     m_pfnElementEnd = pfnElementEnd;
     m_pContext = &ctx;
-    m_pSink = this;
+    m_pState.reset(new CState(*this));
+    m_pSink = m_pState.get();
+}
+
+void CXmlDocument::SetContentSink(IXmlContentSink* pSink)
+{
+    m_pSink = pSink ? pSink : m_pState.get();
 }
 
 CXmlDocument::~CXmlDocument()
@@ -60,8 +104,8 @@ void CXmlDocument::Cleanup()
     m_aliasToNamespace.clear();
     m_namespaces.clear();
     m_pLastNamespace = nullptr;
-    m_elementPool.ReleaseAll();
-    m_attributePool.ReleaseAll();
+    m_pState->m_elementPool.ReleaseAll();
+    m_pState->m_attributePool.ReleaseAll();
 }
 
 const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t nLen) const
@@ -84,27 +128,27 @@ const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t
 
 CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent) const
 {
-    void* p = KRXML_NODE_ALLOC(m_elementPool, sizeof(CXmlElement));
+    void* p = KRXML_NODE_ALLOC(m_pState->m_elementPool, sizeof(CXmlElement));
     return new (p) CXmlElement(this, pParent);
 }
 
 void CXmlDocument::DeleteElement(CXmlElement* pElement) const
 {
     pElement->~CXmlElement();
-    KRXML_NODE_FREE(m_elementPool, pElement);
+    KRXML_NODE_FREE(m_pState->m_elementPool, pElement);
 }
 
 CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const std::string& strLocalName,
                                           const std::string& strValue, const std::string& strNamespace) const
 {
-    void* p = KRXML_NODE_ALLOC(m_attributePool, sizeof(CXmlAttribute));
+    void* p = KRXML_NODE_ALLOC(m_pState->m_attributePool, sizeof(CXmlAttribute));
     return new (p) CXmlAttribute(pElement, strLocalName, strValue, strNamespace);
 }
 
 void CXmlDocument::DeleteAttribute(CXmlAttribute* pAttribute) const
 {
     pAttribute->~CXmlAttribute();
-    KRXML_NODE_FREE(m_attributePool, pAttribute);
+    KRXML_NODE_FREE(m_pState->m_attributePool, pAttribute);
 }
 
 // ---- loaders ----

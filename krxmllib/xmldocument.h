@@ -9,24 +9,25 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
-#include "nodepool.h"
-#include "platform.h"
-#include "xmlcontentsink.h"
 #include "xmlelement.h"
 #include "xmlenums.h"
 
 namespace KrXmlLib16 {
 
 class CSerializationContext;
+class CExpatReader;
+class IXmlContentSink;
 
-// Readers fill the document only through its IXmlContentSink, the same interface through which
+// Readers fill the document only through an IXmlContentSink, the same interface through which
 // they feed any other receiver.
-class CXmlDocument : public CInstanceMonitor, private IXmlContentSink
+class KRXML_API CXmlDocument : public CInstanceMonitor
 {
     friend class CXmlElement;
 
@@ -63,7 +64,7 @@ public:
 
     // Sends the content of the next loads to pSink instead of building the tree; null builds
     // the tree again.
-    void SetContentSink(IXmlContentSink* pSink) { m_pSink = pSink ? pSink : this; }
+    void SetContentSink(IXmlContentSink* pSink);
 
     // ---- for the classes that fill a document ----
     CXmlElement* AddDocElement(const char* lpNamespace, const char* lpName);
@@ -90,24 +91,8 @@ protected:
     void ParseText();
 
 private:
-    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
-    {
-        AddNamespaceDeclaration(strAlias, strNamespace);
-    }
-    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
-    {
-        AddElement(pNamespace, nNamespace, pName, nName);
-    }
-    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
-                     size_t nNamespace) override
-    {
-        AddElementAttribute(m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
-    }
-    void OnText(const char* pText, uint32_t dwLen) override { AppendTextExcludingCR(m_pElementStack.back(), pText, dwLen); }
-    void OnEndElement() override { EndElement(); }
-    // Kept sections stay in the text with their markers.
-    void OnStartCData() override { m_pElementStack.back()->AppendText("<![CDATA[", 9); }
-    void OnEndCData() override { m_pElementStack.back()->AppendText("]]>", 3); }
+    // The node pools and the receiver that builds the tree from the parser's reports.
+    struct CState;
 
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
@@ -131,11 +116,10 @@ private:
     SchemaType m_eSchemaType;
     ElementEndCallback m_pfnElementEnd;
     const CSerializationContext* m_pContext;
-    IXmlContentSink* m_pSink;  // this document, unless a caller builds something else
+    IXmlContentSink* m_pSink;  // the tree builder of m_pState, unless a caller builds something else
     mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
     mutable const std::string* m_pLastNamespace = nullptr;  // the common case: same as before
-    mutable CNodePool m_elementPool{sizeof(CXmlElement)};
-    mutable CNodePool m_attributePool{sizeof(CXmlAttribute)};
+    std::unique_ptr<CState> m_pState;
 };
 
 } // namespace KrXmlLib16

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
 
 namespace KrXmlLib16 {
@@ -17,7 +18,7 @@ namespace KrXmlLib16 {
 class CXmlDocument;
 class CXmlElement;
 
-class CXmlAttribute : public CInstanceMonitor
+class KRXML_API CXmlAttribute : public CInstanceMonitor
 {
     friend class CXmlElement;
     friend class CXmlDocument;
@@ -44,7 +45,7 @@ private:
     std::string m_strNamespaceURI;
 };
 
-class CXmlElement : public CInstanceMonitor
+class KRXML_API CXmlElement : public CInstanceMonitor
 {
     friend class CXmlDocument;
 

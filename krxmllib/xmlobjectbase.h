@@ -14,7 +14,8 @@
 #include <cstdint>
 #include <string>
 
-#include "platform.h"
+#include "krplatformtypes.h"
+#include "krxmlexport.h"
 #include "serializationcontext.h"
 #include "xmlenums.h"
 
@@ -36,7 +37,7 @@ class CKrInvalidNamespaceException;
 
 // An intrusive count, changed only by atomic steps. It is no part of an object's value: a
 // copy starts again at 0.
-class CRefCount
+class KRXML_API CRefCount
 {
 public:
     CRefCount() : m_lCount(0) {}
@@ -51,7 +52,7 @@ private:
     std::atomic<int32_t> m_lCount;
 };
 
-class IEventSink
+class KRXML_API IEventSink
 {
 public:
     enum MsgType
@@ -69,7 +70,7 @@ protected:
     ~IEventSink() = default;
 };
 
-class CXmlObjectBase : public IEventSink
+class KRXML_API CXmlObjectBase : public IEventSink
 {
     // The roots of the metadata rows forward to the protected operations of the objects they
     // read and write; the rows themselves reach them only through those forwarders.

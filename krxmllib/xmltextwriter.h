@@ -6,13 +6,14 @@
 
 #include <string>
 
+#include "krxmlexport.h"
 #include "textstream.h"
 #include "xmlenums.h"
 #include "xmlwriter.h"
 
 namespace KrXmlLib16 {
 
-class CXmlTextWriter : public CXmlWriter
+class KRXML_API CXmlTextWriter : public CXmlWriter
 {
 public:
     explicit CXmlTextWriter(CTextStream* pStream);

@@ -10,11 +10,12 @@
 #include <vector>
 
 #include "itemtype.h"
+#include "krxmlexport.h"
 #include "memoryleakhelp.h"
 
 namespace KrXmlLib16 {
 
-class CXmlWriter : public CInstanceMonitor
+class KRXML_API CXmlWriter : public CInstanceMonitor
 {
 public:
     // Namespace URI to alias, in key order.
@@ -162,8 +163,8 @@ protected:
 };
 
 // Namespaces every writer knows.
-extern const char* const kXmlNamespaceUri;           // "http://www.w3.org/XML/1998/namespace"
-extern const char* const kXmlSchemaInstanceUri;      // "http://www.w3.org/2001/XMLSchema-instance"
+extern KRXML_API const char* const kXmlNamespaceUri;           // "http://www.w3.org/XML/1998/namespace"
+extern KRXML_API const char* const kXmlSchemaInstanceUri;      // "http://www.w3.org/2001/XMLSchema-instance"
 
 } // namespace KrXmlLib16
 

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages the build needs, if any are missing.
 #   install-deps.sh            what building the library, tools and sample needs
-#   install-deps.sh --tests    plus what the tests and benchmarks need
+#   install-deps.sh --tests    plus what the tests, benchmarks and the clang and fuzz build need
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libexpat1-dev libpcre2-dev zlib1g-dev)
 if [ "${1:-}" = "--tests" ]; then
-  packages+=(libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libpugixml-dev libxml2-dev locales)
+  packages+=(libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libpugixml-dev libxml2-dev locales
+             clang libclang-rt-14-dev binutils)
 fi
 
 sudo_cmd=()

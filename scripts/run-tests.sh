@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test:
 #   1. a build with -Werror (library, tests, tools, benchmarks, examples) and all tests;
-#   2. an install into a scratch prefix and a consumer built against the installed package;
-#   3. a build with AddressSanitizer and UndefinedBehaviorSanitizer and all tests.
+#   2. a clang build of the library, tests and fuzz targets, instrumented for libFuzzer and the
+#      sanitizers: the tests, then each fuzz target for a few seconds from its seed corpus;
+#   3. an install into a scratch prefix, a check of its headers and exports, and a consumer
+#      built against the installed package (static and shared, CMake and pkg-config);
+#   4. a build with AddressSanitizer and UndefinedBehaviorSanitizer and all tests.
 # --quick stops after step 1.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,17 +21,48 @@ cmake --build build/werror -j "$jobs"
 
 [ "${1:-}" = "--quick" ] && exit 0
 
-echo "== install and consumer"
+echo "== clang build, tests and fuzz targets"
+# Unoptimised for a short build; the long-number test, slow that way, runs in the other builds.
+CC=clang CXX=clang++ cmake -S . -B build/clang -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKRXML_WERROR=ON \
+  -DKRXML_BUILD_FUZZ=ON -DKRXML_BUILD_BENCH=OFF -DKRXML_BUILD_EXAMPLES=OFF -DKRXML_BUILD_SHARED=OFF
+cmake --build build/clang -j "$jobs"
+(cd build/clang && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+   ctest --output-on-failure -j "$jobs" -E '^LongNumbers\.HundredThousandDigits$')
+for target in document numbers; do
+  # New inputs go to the scratch folder; the seed corpus in the tree stays as it is.
+  rm -rf "build/clang/fuzz-corpus/$target" && mkdir -p "build/clang/fuzz-corpus/$target"
+  if ! ASAN_OPTIONS=detect_leaks=1 "build/clang/fuzz/fuzz_$target" "build/clang/fuzz-corpus/$target" \
+       "fuzz/corpus/$target" -max_total_time=15 -timeout=10 -rss_limit_mb=2048 >"build/clang/fuzz_$target.log" 2>&1; then
+    tail -n 60 "build/clang/fuzz_$target.log"
+    echo "fuzz_$target failed; the input is in build/clang (crash-*, timeout-*, leak-*)"
+    exit 1
+  fi
+  echo "fuzz_$target: $(grep -E '^Done' "build/clang/fuzz_$target.log")"
+done
+
+echo "== install, installed headers and consumer"
 rm -rf build/prefix build/consumer build/consumer-pc
 cmake --install build/werror --prefix "$root/build/prefix" >/dev/null
+"$root/scripts/check-install.sh" "$root/build/prefix"
 cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$root/build/prefix" -DKRXML_WERROR=ON
 cmake --build build/consumer
 ./build/consumer/krxml_consumer
+./build/consumer/krxml_consumer_shared
 mkdir -p build/consumer-pc
-PKG_CONFIG_PATH="$root/build/prefix/lib/pkgconfig:$root/build/prefix/lib/x86_64-linux-gnu/pkgconfig" \
-  sh -c 'g++ -std=c++17 -Wall -Wextra -Werror examples/consumer/main.cpp -o build/consumer-pc/krxml_consumer \
-         $(pkg-config --cflags krxmllib16) $(pkg-config --static --libs krxmllib16)'
-LD_LIBRARY_PATH="$root/build/prefix/lib" ./build/consumer-pc/krxml_consumer
+export PKG_CONFIG_PATH="$root/build/prefix/lib/pkgconfig:$root/build/prefix/lib/x86_64-linux-gnu/pkgconfig"
+cxx_consumer=(g++ -std=c++17 -Wall -Wextra -Werror examples/consumer/main.cpp)
+# shellcheck disable=SC2046  # pkg-config prints flags to be split
+"${cxx_consumer[@]}" -o build/consumer-pc/krxml_consumer_shared $(pkg-config --cflags --libs krxmllib16)
+LD_LIBRARY_PATH="$root/build/prefix/lib:$root/build/prefix/lib/x86_64-linux-gnu" ./build/consumer-pc/krxml_consumer_shared
+# -l takes the shared library where both are installed: the archive is named for the static link.
+# shellcheck disable=SC2046
+"${cxx_consumer[@]}" -o build/consumer-pc/krxml_consumer $(pkg-config --static --cflags krxmllib16) \
+  $(pkg-config --static --libs krxmllib16 | sed 's/-lkrxmllib16\b/-l:libkrxmllib16.a/')
+if readelf -d build/consumer-pc/krxml_consumer | grep -q 'libkrxmllib16\.so'; then
+  echo "the static pkg-config consumer needs the shared library"
+  exit 1
+fi
+./build/consumer-pc/krxml_consumer
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
 cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKRXML_SANITIZE=ON -DKRXML_WERROR=ON \

@@ -11,7 +11,7 @@
 #include <memory>
 #include <new>
 
-#include "internal/allocationhooks.h"
+#include "allocationhooks.h"
 #include "krxmllib.h"
 
 using namespace KrXmlLib16;

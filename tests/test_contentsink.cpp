@@ -6,6 +6,7 @@
 
 #include "expatreader.h"
 #include "krxmllib.h"
+#include "xmlcontentsink.h"
 
 using namespace KrXmlLib16;
 

@@ -42,9 +42,11 @@ TEST(Exceptions, ChainAndCopiesOwnTheirInnerExceptions)
     EXPECT_EQ("two\nPath: /x", copy.GetInnerException()->GetMessage());
     EXPECT_EQ("/x", copy.GetInnerException()->GetPath());
     EXPECT_EQ("one\ntwo\nPath: /x\nthree", assigned.GetFullMessage());
-    EXPECT_TRUE(typeid(*copy.GetInnerException()->GetInnerException()) == typeid(CKrInvalidValueException));
+    const CKrException& copiedInnermost = *copy.GetInnerException()->GetInnerException();
+    EXPECT_TRUE(typeid(copiedInnermost) == typeid(CKrInvalidValueException));
     std::unique_ptr<CKrException> clone(static_cast<const CKrException&>(innermost).Clone());
-    EXPECT_TRUE(typeid(*clone) == typeid(CKrInvalidValueException));  // the most derived class
+    const CKrException& cloned = *clone;
+    EXPECT_TRUE(typeid(cloned) == typeid(CKrInvalidValueException));  // the most derived class
 }
 
 TEST(Exceptions, RetypingCopiesMessagePathAndInner)
@@ -54,7 +56,8 @@ TEST(Exceptions, RetypingCopiesMessagePathAndInner)
     EXPECT_EQ("msg\nPath: /p", retyped.GetMessage());
     EXPECT_EQ("/p", retyped.GetPath());
     ASSERT_NE(nullptr, retyped.GetInnerException());
-    EXPECT_TRUE(typeid(*retyped.GetInnerException()) == typeid(CKrOverFlowException));
+    const CKrException& inner = *retyped.GetInnerException();
+    EXPECT_TRUE(typeid(inner) == typeid(CKrOverFlowException));
 }
 
 // ---- formatting ----

@@ -237,7 +237,7 @@ TEST(BigIntegerMisc, UnaryMinusChangesItsOperand)
 TEST(BigIntegerConversion, NativeBounds)
 {
     for (const char* lpText : {"2147483648", "-2147483649", "99999999999999999999"})
-        EXPECT_KR_THROW(static_cast<int32_t>(CBigInteger(lpText)), CKrInvalidValueException,
+        EXPECT_KR_THROW((void)static_cast<int32_t>(CBigInteger(lpText)), CKrInvalidValueException,
                         "ERROR: Value out of bound of int.");
     EXPECT_EQ(INT32_MIN, static_cast<int32_t>(CBigInteger("-2147483648")));
     EXPECT_EQ(INT32_MAX, static_cast<int32_t>(CBigInteger("2147483647")));
@@ -245,7 +245,7 @@ TEST(BigIntegerConversion, NativeBounds)
     EXPECT_EQ(INT64_MAX, static_cast<int64_t>(CBigInteger("9223372036854775807")));
     EXPECT_EQ(INT64_MIN, static_cast<int64_t>(CBigInteger("-9223372036854775808")));
     for (const char* lpText : {"9223372036854775808", "-9223372036854775809"})
-        EXPECT_KR_THROW(static_cast<int64_t>(CBigInteger(lpText)), CKrInvalidValueException,
+        EXPECT_KR_THROW((void)static_cast<int64_t>(CBigInteger(lpText)), CKrInvalidValueException,
                         "ERROR: Value out of bound of LONGLONG.");
     EXPECT_EQ(0, static_cast<int64_t>(CBigInteger(0) * CBigInteger(-1)));
 }
