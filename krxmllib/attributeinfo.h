@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 #include "krvariant.h"
 #include "primitiverestrictions.h"
@@ -15,7 +16,7 @@
 
 namespace KrXmlLib16Data {
 
-class CAttributeInfo
+class KRXML_API CAttributeInfo
 {
 public:
     virtual ~CAttributeInfo();
@@ -57,7 +58,7 @@ protected:
     std::string m_strDefaultValue;
 };
 
-class CAttributeInfoPrimitive : public CAttributeInfo
+class KRXML_API CAttributeInfoPrimitive : public CAttributeInfo
 {
 public:
     CAttributeInfoPrimitive(const char* lpAttributeName, const char* lpAttributeNamespace, int32_t iPropertyIndex,
@@ -81,7 +82,7 @@ private:
     CWhitespaceUtils::WhitespaceRule m_eWhitespaceRule;
 };
 
-class CAttributeInfoEnum : public CAttributeInfo
+class KRXML_API CAttributeInfoEnum : public CAttributeInfo
 {
 public:
     CAttributeInfoEnum(const char* lpAttributeName, const char* lpAttributeNamespace, int32_t iPropertyIndex,
@@ -101,7 +102,7 @@ private:
 
 // anyAttribute: takes every attribute of a permitted namespace that no earlier row took, so it
 // stands last in the table.
-class CAttributeInfoAny : public CAttributeInfo
+class KRXML_API CAttributeInfoAny : public CAttributeInfo
 {
 public:
     CAttributeInfoAny(const char* lpAttributeName, const char* lpAttributeNamespace, int32_t iPropertyIndex,

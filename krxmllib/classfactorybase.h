@@ -5,11 +5,13 @@
 
 #include <string>
 
+#include "krxmlexport.h"
+
 namespace KrXmlLib16 {
 
 class CXmlElement;
 
-class CClassfactoryBase
+class KRXML_API CClassfactoryBase
 {
 public:
     CClassfactoryBase() = default;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 
+#include "krxmlexport.h"
 #include "itemtype.h"
 #include "krvariant.h"
 #include "primitiverestrictions.h"
@@ -59,7 +60,7 @@ typedef CSmartPtr<CXmlObjectBase> (*CreateObjectFunction)(int iClassId, const ch
 // A new object of the class the element calls for (its xsi:type), or null when none is known.
 typedef CSmartPtr<CXmlObjectBase> (*CreateAbstractObjectFunction)(CXmlElement* pElement);
 
-class CParentElementInfo
+class KRXML_API CParentElementInfo
 {
 public:
     CParentElementInfo(XmlElementGroupType eGroupType, XmlElementType eElementType, const char* lpElementName,
@@ -100,7 +101,7 @@ private:
 };
 
 // One row of a class's child-element table.
-class CElementInfo
+class KRXML_API CElementInfo
 {
 public:
     virtual ~CElementInfo();
@@ -290,7 +291,7 @@ protected:
 // ---- bases of the repeating rows of each group ----
 
 // Repeating member of a sequence: the collection takes its run of elements.
-class CElementInfoSeqCol : public CElementInfo
+class KRXML_API CElementInfoSeqCol : public CElementInfo
 {
 public:
     CElementInfoSeqCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
@@ -307,7 +308,7 @@ protected:
 };
 
 // Repeating member of a choice: taking a run ends the choice.
-class CElementInfoChoiceCol : public CElementInfo
+class KRXML_API CElementInfoChoiceCol : public CElementInfo
 {
 public:
     CElementInfoChoiceCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
@@ -324,7 +325,7 @@ protected:
 
 // Repeating member of an all group. It answers false, so that the all walker asks it in every
 // pass; its count is checked by Validate once the passes end.
-class CElementInfoAllCol : public CElementInfo
+class KRXML_API CElementInfoAllCol : public CElementInfo
 {
 public:
     CElementInfoAllCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);

@@ -4,6 +4,7 @@
 #ifndef KRXMLLIB_ELEMENTINFOABSCLS_H
 #define KRXMLLIB_ELEMENTINFOABSCLS_H
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 
 namespace KrXmlLib16Data {
@@ -22,21 +23,21 @@ private:                                                                        
     XmlElementType m_eElementType;                                                                      \
     CreateAbstractObjectFunction m_pfnCreateAbstractObject;
 
-class CElementInfoSeqAbsClsMnd : public CElementInfo
+class KRXML_API CElementInfoSeqAbsClsMnd : public CElementInfo
 {
 public:
     CElementInfoSeqAbsClsMnd(KRXML_ABSCLS_ROW_ARGS);
     KRXML_ABSCLS_ROW_MEMBERS
 };
 
-class CElementInfoSeqAbsClsOpt : public CElementInfo
+class KRXML_API CElementInfoSeqAbsClsOpt : public CElementInfo
 {
 public:
     CElementInfoSeqAbsClsOpt(KRXML_ABSCLS_ROW_ARGS);
     KRXML_ABSCLS_ROW_MEMBERS
 };
 
-class CElementInfoSeqAbsClsCol : public CElementInfoSeqCol
+class KRXML_API CElementInfoSeqAbsClsCol : public CElementInfoSeqCol
 {
 public:
     CElementInfoSeqAbsClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,
@@ -48,7 +49,7 @@ private:
     XmlElementType m_eElementType;
 };
 
-class CElementInfoAllAbsClsMnd : public CElementInfo
+class KRXML_API CElementInfoAllAbsClsMnd : public CElementInfo
 {
 public:
     // The trailing number is part of the generated tables' form; the row doesn't use it.
@@ -58,7 +59,7 @@ public:
     KRXML_ABSCLS_ROW_MEMBERS
 };
 
-class CElementInfoAllAbsClsOpt : public CElementInfo
+class KRXML_API CElementInfoAllAbsClsOpt : public CElementInfo
 {
 public:
     CElementInfoAllAbsClsOpt(KRXML_ABSCLS_ROW_ARGS);
@@ -67,7 +68,7 @@ public:
     KRXML_ABSCLS_ROW_MEMBERS
 };
 
-class CElementInfoAllAbsClsCol : public CElementInfoAllCol
+class KRXML_API CElementInfoAllAbsClsCol : public CElementInfoAllCol
 {
 public:
     CElementInfoAllAbsClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,
@@ -79,14 +80,14 @@ private:
     XmlElementType m_eElementType;
 };
 
-class CElementInfoChoiceAbsClsOpt : public CElementInfo
+class KRXML_API CElementInfoChoiceAbsClsOpt : public CElementInfo
 {
 public:
     CElementInfoChoiceAbsClsOpt(KRXML_ABSCLS_ROW_ARGS);
     KRXML_ABSCLS_ROW_MEMBERS
 };
 
-class CElementInfoChoiceAbsClsCol : public CElementInfoChoiceCol
+class KRXML_API CElementInfoChoiceAbsClsCol : public CElementInfoChoiceCol
 {
 public:
     CElementInfoChoiceAbsClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,

@@ -5,6 +5,7 @@
 #ifndef KRXMLLIB_ELEMENTINFOCLS_H
 #define KRXMLLIB_ELEMENTINFOCLS_H
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 
 namespace KrXmlLib16Data {
@@ -14,7 +15,7 @@ namespace KrXmlLib16Data {
     const char *lpElementName, const char *lpElementNamespace, int32_t iPropertyIndex,                     \
         XmlElementType eElementType, CreateObjectFunction pfnCreateObject, int32_t iClassId
 
-class CElementInfoSeqClsMnd : public CElementInfo
+class KRXML_API CElementInfoSeqClsMnd : public CElementInfo
 {
 public:
     CElementInfoSeqClsMnd(KRXML_CLS_ROW_ARGS, bool bContentRequired);
@@ -29,7 +30,7 @@ private:
     int32_t m_iClassId;
 };
 
-class CElementInfoSeqClsOpt : public CElementInfo
+class KRXML_API CElementInfoSeqClsOpt : public CElementInfo
 {
 public:
     CElementInfoSeqClsOpt(KRXML_CLS_ROW_ARGS);
@@ -43,7 +44,7 @@ private:
     int32_t m_iClassId;
 };
 
-class CElementInfoSeqClsCol : public CElementInfoSeqCol
+class KRXML_API CElementInfoSeqClsCol : public CElementInfoSeqCol
 {
 public:
     CElementInfoSeqClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,
@@ -55,7 +56,7 @@ private:
     XmlElementType m_eElementType;
 };
 
-class CElementInfoAllClsMnd : public CElementInfo
+class KRXML_API CElementInfoAllClsMnd : public CElementInfo
 {
 public:
     CElementInfoAllClsMnd(KRXML_CLS_ROW_ARGS, bool bContentRequired);
@@ -72,7 +73,7 @@ private:
     bool m_bContentRequired;
 };
 
-class CElementInfoAllClsOpt : public CElementInfo
+class KRXML_API CElementInfoAllClsOpt : public CElementInfo
 {
 public:
     CElementInfoAllClsOpt(KRXML_CLS_ROW_ARGS);
@@ -88,7 +89,7 @@ private:
     int32_t m_iClassId;
 };
 
-class CElementInfoAllClsCol : public CElementInfoAllCol
+class KRXML_API CElementInfoAllClsCol : public CElementInfoAllCol
 {
 public:
     CElementInfoAllClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,
@@ -100,7 +101,7 @@ private:
     XmlElementType m_eElementType;
 };
 
-class CElementInfoChoiceClsOpt : public CElementInfo
+class KRXML_API CElementInfoChoiceClsOpt : public CElementInfo
 {
 public:
     CElementInfoChoiceClsOpt(KRXML_CLS_ROW_ARGS);
@@ -114,7 +115,7 @@ private:
     int32_t m_iClassId;
 };
 
-class CElementInfoChoiceClsCol : public CElementInfoChoiceCol
+class KRXML_API CElementInfoChoiceClsCol : public CElementInfoChoiceCol
 {
 public:
     CElementInfoChoiceClsCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex,

@@ -4,6 +4,7 @@
 #ifndef KRXMLLIB_ELEMENTINFOENUM_H
 #define KRXMLLIB_ELEMENTINFOENUM_H
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 
 namespace KrXmlLib16Data {
@@ -13,27 +14,27 @@ namespace KrXmlLib16Data {
     const char *lpElementName, const char *lpElementNamespace, int32_t iPropertyIndex, bool bNillable, \
         EnumToStringFunction pfnEnumToString, StringToEnumFunction pfnStringToEnum, const char *lpDefaultValue
 
-class CElementInfoSeqEnumMnd : public CElementInfo
+class KRXML_API CElementInfoSeqEnumMnd : public CElementInfo
 {
 public:
     CElementInfoSeqEnumMnd(KRXML_ENUM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoSeqEnumOpt : public CElementInfo
+class KRXML_API CElementInfoSeqEnumOpt : public CElementInfo
 {
 public:
     CElementInfoSeqEnumOpt(KRXML_ENUM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoSeqEnumCol : public CElementInfoSeqCol
+class KRXML_API CElementInfoSeqEnumCol : public CElementInfoSeqCol
 {
 public:
     CElementInfoSeqEnumCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
 };
 
-class CElementInfoAllEnumMnd : public CElementInfo
+class KRXML_API CElementInfoAllEnumMnd : public CElementInfo
 {
 public:
     CElementInfoAllEnumMnd(KRXML_ENUM_ROW_ARGS);
@@ -42,7 +43,7 @@ public:
                   bool bMustExist) const override;
 };
 
-class CElementInfoAllEnumOpt : public CElementInfo
+class KRXML_API CElementInfoAllEnumOpt : public CElementInfo
 {
 public:
     CElementInfoAllEnumOpt(KRXML_ENUM_ROW_ARGS);
@@ -51,20 +52,20 @@ public:
                   bool bMustExist) const override;
 };
 
-class CElementInfoAllEnumCol : public CElementInfoAllCol
+class KRXML_API CElementInfoAllEnumCol : public CElementInfoAllCol
 {
 public:
     CElementInfoAllEnumCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
 };
 
-class CElementInfoChoiceEnumOpt : public CElementInfo
+class KRXML_API CElementInfoChoiceEnumOpt : public CElementInfo
 {
 public:
     CElementInfoChoiceEnumOpt(KRXML_ENUM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoChoiceEnumCol : public CElementInfoChoiceCol
+class KRXML_API CElementInfoChoiceEnumCol : public CElementInfoChoiceCol
 {
 public:
     CElementInfoChoiceEnumCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);

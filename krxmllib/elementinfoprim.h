@@ -4,6 +4,7 @@
 #ifndef KRXMLLIB_ELEMENTINFOPRIM_H
 #define KRXMLLIB_ELEMENTINFOPRIM_H
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 
 namespace KrXmlLib16Data {
@@ -14,27 +15,27 @@ namespace KrXmlLib16Data {
         ItemType eItemType, const char *lpFormatOverride, CWhitespaceUtils::WhitespaceRule eWhitespaceRule, \
         const CPrimitiveRestrictions &restrictions, const char *lpDefaultValue
 
-class CElementInfoSeqPrimMnd : public CElementInfo
+class KRXML_API CElementInfoSeqPrimMnd : public CElementInfo
 {
 public:
     CElementInfoSeqPrimMnd(KRXML_PRIM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoSeqPrimOpt : public CElementInfo
+class KRXML_API CElementInfoSeqPrimOpt : public CElementInfo
 {
 public:
     CElementInfoSeqPrimOpt(KRXML_PRIM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoSeqPrimCol : public CElementInfoSeqCol
+class KRXML_API CElementInfoSeqPrimCol : public CElementInfoSeqCol
 {
 public:
     CElementInfoSeqPrimCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
 };
 
-class CElementInfoAllPrimMnd : public CElementInfo
+class KRXML_API CElementInfoAllPrimMnd : public CElementInfo
 {
 public:
     CElementInfoAllPrimMnd(KRXML_PRIM_ROW_ARGS);
@@ -43,7 +44,7 @@ public:
                   bool bMustExist) const override;
 };
 
-class CElementInfoAllPrimOpt : public CElementInfo
+class KRXML_API CElementInfoAllPrimOpt : public CElementInfo
 {
 public:
     CElementInfoAllPrimOpt(KRXML_PRIM_ROW_ARGS);
@@ -52,20 +53,20 @@ public:
                   bool bMustExist) const override;
 };
 
-class CElementInfoAllPrimCol : public CElementInfoAllCol
+class KRXML_API CElementInfoAllPrimCol : public CElementInfoAllCol
 {
 public:
     CElementInfoAllPrimCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
 };
 
-class CElementInfoChoicePrimOpt : public CElementInfo
+class KRXML_API CElementInfoChoicePrimOpt : public CElementInfo
 {
 public:
     CElementInfoChoicePrimOpt(KRXML_PRIM_ROW_ARGS);
     KRXML_ELEMENT_ROW_OPERATIONS
 };
 
-class CElementInfoChoicePrimCol : public CElementInfoChoiceCol
+class KRXML_API CElementInfoChoicePrimCol : public CElementInfoChoiceCol
 {
 public:
     CElementInfoChoicePrimCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);

@@ -4,6 +4,7 @@
 #ifndef KRXMLLIB_ELEMENTINFOUNTPD_H
 #define KRXMLLIB_ELEMENTINFOUNTPD_H
 
+#include "krxmlexport.h"
 #include "elementinfo.h"
 
 namespace KrXmlLib16Data {
@@ -18,21 +19,21 @@ private:                               \
     std::string m_strNamespaceRestrictions; \
     std::string m_strTargetNamespace;
 
-class CElementInfoSeqUntpdMnd : public CElementInfo
+class KRXML_API CElementInfoSeqUntpdMnd : public CElementInfo
 {
 public:
     CElementInfoSeqUntpdMnd(KRXML_UNTPD_ROW_ARGS);
     KRXML_UNTPD_ROW_MEMBERS
 };
 
-class CElementInfoSeqUntpdOpt : public CElementInfo
+class KRXML_API CElementInfoSeqUntpdOpt : public CElementInfo
 {
 public:
     CElementInfoSeqUntpdOpt(KRXML_UNTPD_ROW_ARGS);
     KRXML_UNTPD_ROW_MEMBERS
 };
 
-class CElementInfoSeqUntpdCol : public CElementInfoSeqCol
+class KRXML_API CElementInfoSeqUntpdCol : public CElementInfoSeqCol
 {
 public:
     CElementInfoSeqUntpdCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
@@ -40,7 +41,7 @@ public:
                         CXmlElement** ppCursor, const char* lpNamespace, XmlElementType eParentType) override;
 };
 
-class CElementInfoAllUntpdMnd : public CElementInfo
+class KRXML_API CElementInfoAllUntpdMnd : public CElementInfo
 {
 public:
     CElementInfoAllUntpdMnd(KRXML_UNTPD_ROW_ARGS);
@@ -49,7 +50,7 @@ public:
     KRXML_UNTPD_ROW_MEMBERS
 };
 
-class CElementInfoAllUntpdOpt : public CElementInfo
+class KRXML_API CElementInfoAllUntpdOpt : public CElementInfo
 {
 public:
     CElementInfoAllUntpdOpt(KRXML_UNTPD_ROW_ARGS);
@@ -60,7 +61,7 @@ public:
 
 // A fixed name takes only its own run, as in a sequence, so that it leaves the other members
 // of the group alone.
-class CElementInfoAllUntpdCol : public CElementInfoAllCol
+class KRXML_API CElementInfoAllUntpdCol : public CElementInfoAllCol
 {
 public:
     CElementInfoAllUntpdCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);
@@ -68,14 +69,14 @@ public:
                         CXmlElement** ppCursor, const char* lpNamespace, XmlElementType eParentType) override;
 };
 
-class CElementInfoChoiceUntpdOpt : public CElementInfo
+class KRXML_API CElementInfoChoiceUntpdOpt : public CElementInfo
 {
 public:
     CElementInfoChoiceUntpdOpt(KRXML_UNTPD_ROW_ARGS);
     KRXML_UNTPD_ROW_MEMBERS
 };
 
-class CElementInfoChoiceUntpdCol : public CElementInfoChoiceCol
+class KRXML_API CElementInfoChoiceUntpdCol : public CElementInfoChoiceCol
 {
 public:
     CElementInfoChoiceUntpdCol(const char* lpElementName, const char* lpElementNamespace, int32_t iPropertyIndex);

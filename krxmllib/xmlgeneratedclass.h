@@ -11,6 +11,7 @@
 
 #include <string>
 
+#include "krxmlexport.h"
 #include "attributeinfo.h"
 #include "elementinfo.h"
 #include "krcriticalsection.h"
@@ -20,7 +21,7 @@
 namespace KrXmlLib16 {
 
 // A class whose element may carry xsi:nil. The engine finds it by a checked cast.
-class INillable
+class KRXML_API INillable
 {
 public:
     virtual bool IsNil() const = 0;
@@ -30,7 +31,7 @@ protected:
     ~INillable() = default;
 };
 
-class CXmlGeneratedClass : public CXmlObjectBase
+class KRXML_API CXmlGeneratedClass : public CXmlObjectBase
 {
 public:
     // bGet true: the property goes into value; false: the property takes value.

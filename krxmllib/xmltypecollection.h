@@ -9,6 +9,8 @@
 
 #include <cstdint>
 #include <string>
+
+#include "krxmlexport.h"
 #include <type_traits>
 #include <vector>
 
@@ -39,7 +41,7 @@ namespace KrXmlLib16 {
         maxInclusive, minExclusive, maxExclusive, length, totalDigits, fractionDigits, eWhitespaceRule,     \
         formatOverride
 
-class CXmlTypeCollection : public CXmlCollectionBase
+class KRXML_API CXmlTypeCollection : public CXmlCollectionBase
 {
 public:
     // Takes the run of siblings from the cursor on that bear the item name, adding each value;
@@ -69,7 +71,7 @@ protected:
 // The body shared by the leaves of the non-date kinds: a vector store with the add and remove
 // events, the facet check of the kind, and the writing of each item as an element.
 template <ItemType K, typename T>
-class CXmlTypeCollectionOf : public CXmlTypeCollection
+class KRXML_API CXmlTypeCollectionOf : public CXmlTypeCollection
 {
 public:
     typedef typename std::vector<T>::const_iterator const_iterator;
@@ -107,7 +109,7 @@ protected:
 };
 
 // The five date kinds share one store of CDateTime; each leaf admits only its own kind.
-class CdatetimeBaseCol : public CXmlTypeCollection
+class KRXML_API CdatetimeBaseCol : public CXmlTypeCollection
 {
 public:
     typedef std::vector<CDateTime>::const_iterator const_iterator;
@@ -141,7 +143,7 @@ protected:
 // ---- the leaves: one per kind of the value list, but char ----
 
 #define KRXML_DECLARE_TYPE_COLLECTION(kind, T)                                                   \
-    class C##kind##Col : public CXmlTypeCollectionOf<ItemType_##kind, T>, public CInstanceMonitor \
+    class KRXML_API C##kind##Col : public CXmlTypeCollectionOf<ItemType_##kind, T>, public CInstanceMonitor \
     {                                                                                            \
     public:                                                                                      \
         explicit C##kind##Col(KRXML_TYPE_COLLECTION_ARGS);                                       \
@@ -150,7 +152,7 @@ protected:
         ~C##kind##Col() override;                                                                \
     };
 #define KRXML_DECLARE_DATE_COLLECTION(kind, T)                                                   \
-    class C##kind##Col : public CdatetimeBaseCol, public CInstanceMonitor                        \
+    class KRXML_API C##kind##Col : public CdatetimeBaseCol, public CInstanceMonitor                        \
     {                                                                                            \
     public:                                                                                      \
         explicit C##kind##Col(KRXML_TYPE_COLLECTION_ARGS);                                       \
