@@ -49,6 +49,7 @@ CSmartPtr<CXmlObjectBase> CTestFactory::CreateObject(int iClassId, const char* l
     case ClassId_SeqGroup: return new CSeqGroup(lpElementName);
     case ClassId_ChoiceGroup: return new CChoiceGroup(lpElementName);
     case ClassId_AllGroup: return new CAllGroup(lpElementName);
+    case ClassId_ColChoice: return new CColChoice(lpElementName);
     default: return nullptr;
     }
 }
@@ -970,6 +971,9 @@ void CChoiceDoc::BuildMetaData()
         new CElementInfoChoiceUntpdOpt("extra", kTestNs, 8, "##any", kTestNs),
         new CElementInfoChoiceClsOpt("addr", kTestNs, 10, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
                                      ClassId_SeqGroup),
+        // A member that is a choice of its own may be empty.
+        new CElementInfoChoiceClsOpt("cc", kTestNs, 11, XmlElementType_Element, &CTestFactory::CreateObject,
+                                     ClassId_ColChoice),
         // A wildcard collection takes any element, so it stands last.
         new CElementInfoChoiceUntpdCol("AnyElement", "##other", 9),
     });
@@ -1016,6 +1020,7 @@ void CChoiceDoc::Init()
     m_spExtra = nullptr;
     m_spAnys->Clear();
     m_spAddr = nullptr;
+    m_spCc = nullptr;
 }
 
 void CChoiceDoc::OnEvent(CXmlObjectBase* pSource, IEventSink::MsgType eMsg, void*)
@@ -1075,6 +1080,12 @@ void CChoiceDoc::SetAddr(CSeqGroup* pValue)
     m_spAddr = pValue;
 }
 
+void CChoiceDoc::SetCc(CColChoice* pValue)
+{
+    Select("cc", pValue);
+    m_spCc = pValue;
+}
+
 void CChoiceDoc::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
 {
     switch (iPropertyIndex)
@@ -1104,6 +1115,7 @@ void CChoiceDoc::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
         KT_CHOICE_OBJECT(8, Extra, CElement)
         KT_COLLECTION(9, Anys)
         KT_CHOICE_OBJECT(10, Addr, CSeqGroup)
+        KT_CHOICE_OBJECT(11, Cc, CColChoice)
         KT_UNKNOWN_PROPERTY()
     }
 }

@@ -44,6 +44,7 @@ enum ClassId
     ClassId_SeqGroup = 4,
     ClassId_ChoiceGroup = 5,
     ClassId_AllGroup = 6,
+    ClassId_ColChoice = 7,
     ClassId_Unknown = 99  // no class: the factory answers null
 };
 
@@ -375,6 +376,17 @@ public:
     KT_GENERATED_CLASS_MEMBERS
 };
 
+// ---- t:ColChoice: a choice of two repeating members that both need items ----
+
+class CColChoice : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CColChoice(const char* lpElementName = "colChoice");
+    KT_OBJECT_MEMBER(KrXmlLib16::CstringCol, A)
+    KT_OBJECT_MEMBER(CColorCol, B)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
 // ---- t:ChoiceDoc: every row kind of a choice, and a pseudo sequence ----
 
 class CChoiceDoc : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
@@ -400,6 +412,8 @@ public:
     CSmartPtr<KrXmlLib16::CElementCol> GetAnys() const { return m_spAnys; }
     CSmartPtr<CSeqGroup> GetAddr() const { return m_spAddr; }
     void SetAddr(CSeqGroup* pValue);
+    CSmartPtr<CColChoice> GetCc() const { return m_spCc; }
+    void SetCc(CColChoice* pValue);
     // The member that is chosen now; empty for none.
     const std::string& GetChosen() const { return m_strValid; }
 
@@ -424,18 +438,8 @@ private:
     CSmartPtr<KrXmlLib16::CElement> m_spExtra;
     CSmartPtr<KrXmlLib16::CElementCol> m_spAnys;
     CSmartPtr<CSeqGroup> m_spAddr;
+    CSmartPtr<CColChoice> m_spCc;
     std::string m_strValid;
-};
-
-// ---- t:ColChoice: a choice of two repeating members that both need items ----
-
-class CColChoice : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
-{
-public:
-    explicit CColChoice(const char* lpElementName = "colChoice");
-    KT_OBJECT_MEMBER(KrXmlLib16::CstringCol, A)
-    KT_OBJECT_MEMBER(CColorCol, B)
-    KT_GENERATED_CLASS_MEMBERS
 };
 
 // ---- t:TypedCols: a repeating member of every primitive kind, with facets ----

@@ -426,3 +426,224 @@ TEST(EngineRead, BadInputRaisesWithMessageAndPath)
         EXPECT_KR_CHAIN(c.pfnRead(c.strXml, c.iOptions), c.chain);
     }
 }
+
+TEST(EngineRead, BadValueOfEveryKindInATypedCollection)
+{
+    const auto& Ex = Kr;  // a facet failure
+    const struct
+    {
+        const char* lpElement;
+        const char* lpText;
+        const std::type_info& type;
+        const char* lpMessage;
+    } cases[] = {
+        {"b64", "!!!", Value, "The value [!!!] can not be converted to a base64Binary"},
+        {"b64", "AQIDBAU=", Ex, "Invalid Value for b64 [AQIDBAU=]."},
+        {"hex", "0G", Kr, "Invalid char in hex string [G]"},
+        {"hex", "0A0B0C", Ex, "Invalid Value for hex [0A0B0C]."},
+        {"bool", "yes", Value,
+         "A Boolean Value read from an XML document was invalid [yes]. Valid values are 'true', 'false', '1', or '0'"},
+        {"i1", "200", Value, "The value [200] is to large to fit in a i1"},
+        {"i1", "11", Ex, "Invalid Value for i1 [11]"},
+        {"i2", "x", Value, "The value [x] can not be converted to a i4"},
+        {"i2", "-6", Ex, "Invalid Value for i2 [-6]"},
+        {"i4", "2147483648", Value, "The value [2147483648] is to large to fit in a i4"},
+        {"i4", "1000", Ex, "Invalid Value for i4 [1000]"},
+        {"i8", "1.5", Value, "The value [1.5] can not be converted to a i8"},
+        {"i8", "0", Ex, "Invalid Value for i8 [0]."},
+        {"ui1", "256", Value, "The value [256] is to large to fit in a ui1"},
+        {"ui1", "201", Ex, "Invalid Value for ui1 [201]"},
+        {"ui2", "70000", Value, "The value [70000] is to large to fit in a ui2"},
+        {"ui4", "x", Value, "The value [x] can not be converted to a ui4"},
+        {"ui8", "-", Value, "The value [-] can not be converted to a ui8"},
+        {"r4", "abc", Value, "The value [abc] can not be converted to a r4"},
+        {"r4", "1.75", Ex, "Invalid Value for r4 [1.750000]"},
+        {"r8", "1,5", Value, "The value [1,5] can not be converted to a r8"},
+        {"dec", "1x", Value, "The string representing a Decimal, contained an invalid char at position 1 [1x]."},
+        {"dec", "1.234", Ex, "Invalid Value for dec [1.234]."},
+        {"dec", "12345.6", Ex, "Invalid Value for dec [12345.6]."},
+        {"int", "-100000000000000000001", Ex, "Invalid Value for int [-100000000000000000001]."},
+        {"str", "ABC", Ex, "Invalid Value for str [ABC]."},
+        {"str", "abcdef", Ex, "Invalid Value for str [abcdef]."},
+        {"dur", "P1Y2", Value, "Invalid XSD Duration [P1Y2] expected [-]P[nY][nM][nD][T[nH][nM][nS.ff]]"},
+        {"year", "20x4", Value, "Invalid XSD Date [20x4] expected CCYY-MM-DD[Z|[+|-]hh:mm]"},
+        {"month", "--13", Value, "Invalid Month [13] (1 <= month <= 12)"},
+        {"day", "---32", Value, "Invalid Day [32] (1 <= day <= 31)"},
+        {"dt", "2024-13-01T00:00:00", Value, "Invalid Month [13] (1 <= month <= 12)"},
+        {"date", "2005", Param, "Dates added to this collection must be of type dt_date"},
+        {"date", "1999-12-31", Ex, "Invalid Value for date [1999-12-31]."},
+        {"time", "25:00:00", Value, "Invalid XSD Time [25:00:00] expected hh:mm:ss[.ff]"},
+        {"ym", "2024", Param, "Dates added to this collection must be of type dt_gYearMonth"},
+        {"md", "05-06", Value, "Invalid XSD Date [05-06] expected CCYY-MM-DD[Z|[+|-]hh:mm]"},
+    };
+    for (const auto& c : cases)
+    {
+        const std::string strXml = Doc("typedCols", "", std::string("<") + c.lpElement + ">" + c.lpText + "</" +
+                                                            c.lpElement + ">");
+        SCOPED_TRACE(strXml);
+        EXPECT_KR_CHAIN(Read<CTypedCols>(strXml), InClass("/typedCols", c.type, c.lpMessage));
+    }
+}
+
+// ---- the Ignore options ----
+
+TEST(EngineRead, IgnoreUnknownElementsSkipsWhereTheWalkersAllowIt)
+{
+    // sequence: skipped before and between members, and at the end
+    CSmartPtr<CPoint> spPoint = Read<CPoint>(Doc("point", "", "<z/><x>1</x><w/><y>2</y><v/>"), kUnknownElements);
+    EXPECT_EQ(1, spPoint->GetX());
+    EXPECT_EQ(2, spPoint->GetY());
+    // an unknown element inside a trailing run doesn't end the run
+    CSmartPtr<CTypedCols> spCols =
+        Read<CTypedCols>(Doc("typedCols", "", "<md>--01-01</md><zzz/><md>--02-02</md>"), kUnknownElements);
+    EXPECT_EQ(2, spCols->GetCol(24)->GetCount());
+    // choice: skipped until a member comes; leftovers dropped
+    CSmartPtr<CColChoice> spChoice =
+        Read<CColChoice>(Doc("colChoice", "", "<zzz/><a>x</a><yyy/><b>red</b>"), kUnknownElements);
+    EXPECT_EQ(1, spChoice->GetA()->GetCount());
+    EXPECT_EQ(0, spChoice->GetB()->GetCount());
+    // all: only the leftover failure is silenced
+    EXPECT_EQ(1, Read<CAllDoc>(AllDoc(kAllMin + "<zzz/>"), kUnknownElements)->GetId());
+    // pseudo elements: a mandatory primitive row skips inside its group, and a group that may be
+    // empty lets the walker skip in front of it
+    CSmartPtr<CGroupDoc> spGroups = Read<CGroupDoc>(
+        Doc("groupDoc", "", "<street>s</street><zzz/><city>c</city><yyy/><p>x</p>"), kUnknownElements);
+    EXPECT_EQ("c", spGroups->GetAddr()->GetCity());
+    EXPECT_EQ("x", spGroups->GetExt()->GetP());
+    // mandatory rows of a sequence skip forward to their element
+    CSmartPtr<CSeqDoc> spSeq = Read<CSeqDoc>(SeqDoc("<zzz/><id>7</id><num>1</num><yyy/>" + kSeqRest.substr(12)), kUnknownElements);
+    EXPECT_EQ(7, spSeq->GetId());
+    EXPECT_EQ(1, spSeq->GetPoint()->GetX());
+}
+
+TEST(EngineRead, OtherIgnoreOptions)
+{
+    // unknown attributes, on the class and on a primitive child
+    EXPECT_EQ(1, Read<CPoint>(Doc("point", " foo='1'", "<x a='2'>1</x>"), kUnknownAttributes)->GetX());
+    // missing mandatory members: only the mandatory sequence rows of a class, enumeration or
+    // primitive give way
+    CSmartPtr<CSeqDoc> spSeq = Read<CSeqDoc>(
+        SeqDoc("<num>1</num><shape xsi:type='Circle'><radius>1</radius></shape><o:w/>"), kMissingMandatory);
+    EXPECT_FALSE(spSeq->IsValidId());
+    EXPECT_FALSE(spSeq->IsValidColor());
+    EXPECT_FALSE(spSeq->GetPoint()->IsValidX());
+    EXPECT_KR_CHAIN(Read<CSeqDoc>(SeqDoc("<num>1</num><o:w/>"), kMissingMandatory),
+                    {{Kr, "Failed to find a suitable substitution element for [shape].", "/seqDoc"}});
+    EXPECT_KR_CHAIN(Read<CAllDoc>(AllDoc(kAllMin.substr(10)), kMissingMandatory),
+                    InClass("/allDoc", Val, "Failed to find the mandatory element [id]."));
+    // an empty choice
+    EXPECT_EQ(0, Read<CColChoice>(Doc("colChoice", "", ""), kMissingChoice)->GetA()->GetCount());
+    // collection counts, in a sequence, an all group and a choice
+    EXPECT_EQ(4, Read<CSeqDoc>(SeqDoc("<id>5</id><num>1</num><num>2</num><num>3</num><num>4</num>" + kSeqRest.substr(12)),
+                               kCounts)
+                     ->GetNum()
+                     ->GetCount());
+    EXPECT_EQ(0, Read<CAllDoc>(AllDoc("<id>1</id>" + kAllMin.substr(22)), kCounts)->GetNum()->GetCount());
+    EXPECT_EQ(1, Read<CColChoice>(Doc("colChoice", "", "<b>red</b>"), kCounts)->GetB()->GetCount());
+}
+
+TEST(EngineRead, IgnoreNamespacesMatchesElementsAndEnumerationAttributesByLocalName)
+{
+    const std::string strForeign = "<point xmlns='urn:kr:else'><x>1</x><y>2</y></point>";
+    EXPECT_KR_CHAIN(Read<CPoint>(strForeign), {{Kr, "Failed to find the required child element [x].", "/point"}});
+    EXPECT_EQ(2, Read<CPoint>(strForeign, kNamespaces)->GetY());
+    EXPECT_EQ(1, Read<CTypedCols>("<typedCols><i4>1</i4></typedCols>", kNamespaces)->GetCol(5)->GetCount());
+    // an enumeration attribute in another namespace: the wildcard takes it, unless names match
+    // by local name
+    const std::string strMode = SeqDoc("<id>5</id>" + kSeqRest, " ver='1' o:mode='blue'");
+    CSmartPtr<CSeqDoc> spStrict = Read<CSeqDoc>(strMode);
+    EXPECT_FALSE(spStrict->IsValidMode());
+    EXPECT_EQ(1, spStrict->GetAnyAttr()->GetCount());
+    CSmartPtr<CSeqDoc> spLoose = Read<CSeqDoc>(strMode, kNamespaces);
+    EXPECT_EQ(Color_blue, spLoose->GetMode());
+    EXPECT_EQ(0, spLoose->GetAnyAttr()->GetCount());
+}
+
+// ---- nil, defaults, substitution and wildcards ----
+
+TEST(EngineRead, NilElementsAndRows)
+{
+    // A nil class ignores its content; "false" and "0" leave it as it is, on any row.
+    CSmartPtr<CPoint> spNil = Read<CPoint>(Doc("point", " xsi:nil='TRUE'", "<x>1</x><junk/>"));
+    EXPECT_TRUE(spNil->IsNil());
+    EXPECT_FALSE(spNil->IsValidX());
+    CSmartPtr<CPoint> spNotNil = Read<CPoint>(Doc("point", " xsi:nil='false'", "<x xsi:nil='0'>1</x>"));
+    EXPECT_FALSE(spNotNil->IsNil());
+    EXPECT_EQ(1, spNotNil->GetX());
+    // nillable primitive and enumeration rows hand the class a nil value
+    CSmartPtr<CSeqDoc> spSeq =
+        Read<CSeqDoc>(SeqDoc("<id>5</id><label xsi:nil='1'/>" + kSeqRest.substr(0, 30) +
+                             "<shade xsi:nil='true'>red</shade>" + kSeqRest.substr(30)));
+    EXPECT_TRUE(spSeq->IsNilLabel());
+    EXPECT_TRUE(spSeq->IsNilShade());
+    // an empty element takes the row's default; an absent one leaves the property unset
+    CSmartPtr<CSeqDoc> spDefault = Read<CSeqDoc>(SeqDoc("<id>5</id><label/>" + kSeqRest.substr(0, 30) + "<shade/>" +
+                                                        kSeqRest.substr(30)));
+    EXPECT_EQ("n/a", spDefault->GetLabel());
+    EXPECT_EQ(Color_blue, spDefault->GetShade());
+    EXPECT_FALSE(Read<CSeqDoc>(SeqDoc("<id>5</id>" + kSeqRest))->IsValidShade());
+}
+
+TEST(EngineRead, AbstractMembersTakeTheClassTheirTypeAttributeNames)
+{
+    const std::string strHead = "<id>5</id><num>1</num><color>red</color><point><x>1</x></point>";
+    const struct
+    {
+        std::string strShape;
+        bool bCircle;
+    } cases[] = {
+        {"<shape xsi:type='Circle'><radius>1</radius></shape>", true},
+        {"<shape xmlns:p='urn:kr:test' xsi:type='p:Square'><side>1</side></shape>", false},
+        {"<shape xsi:type='undeclared:Circle'><radius>1</radius></shape>", true},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.strShape);
+        CSmartPtr<CSeqDoc> sp = Read<CSeqDoc>(SeqDoc(strHead + c.strShape + "<o:w/>"));
+        EXPECT_EQ(c.bCircle, dynamic_cast<CCircle*>(static_cast<CShape*>(sp->GetShape())) != nullptr);
+    }
+    // a repeating member finds each item's class; an all group reads its abstract members in
+    // any order
+    CSmartPtr<CSeqDoc> spCol =
+        Read<CSeqDoc>(SeqDoc(strHead + cases[0].strShape + "<figure xsi:type='Square'><side>2</side></figure>"
+                                                           "<figure xsi:type='Circle'><radius>3</radius></figure><o:w/>"));
+    ASSERT_EQ(2, spCol->GetFigure()->GetCount());
+    EXPECT_EQ(2, dynamic_cast<CSquare&>(*spCol->GetFigure()->Item(0)).GetSide());
+    EXPECT_EQ(3, dynamic_cast<CCircle&>(*spCol->GetFigure()->Item(1)).GetRadius());
+    CSmartPtr<CAllDoc> spAll = Read<CAllDoc>(AllDoc(
+        "<spare xsi:type='Square'><side>4</side></spare><o:w/><shape xsi:type='Circle'><radius>5</radius></shape>"
+        "<id>1</id><num>1</num><color>red</color><point><x>1</x></point>"));
+    EXPECT_EQ(4, dynamic_cast<CSquare&>(*spAll->GetSpare()).GetSide());
+    // a choice member without a known type counts as absent
+    CSmartPtr<CChoiceDoc> spChoice = Read<CChoiceDoc>(Doc("choiceDoc", "", "<shape xsi:type='Oval'/>"));
+    EXPECT_FALSE(spChoice->GetShape());
+    EXPECT_EQ("AnyElement", spChoice->GetChosen());
+}
+
+TEST(EngineRead, WildcardsKeepTheElementsAndAttributesTheyTake)
+{
+    CSmartPtr<CSeqDoc> sp = Read<CSeqDoc>(SeqDoc(
+        "<id>5</id>" + kSeqRest.substr(0, kSeqRest.size() - 6) + "<o:w a='1' o:b='2'>text<o:c>x</o:c></o:w><zzz/>",
+        " ver='1' o:x='1' o:y='2'"));
+    EXPECT_EQ("w", sp->GetAny()->GetName());
+    EXPECT_EQ(kOtherNs, sp->GetAny()->GetNamespace());
+    EXPECT_EQ("text", sp->GetAny()->GetText());
+    EXPECT_EQ(2, sp->GetAny()->GetAttributes()->GetCount());
+    EXPECT_EQ("x", sp->GetAny()->GetChildElements()->Item(0)->GetText());
+    // the fixed-name member takes only its name; the repeating wildcard takes what is left
+    EXPECT_FALSE(sp->GetExtra());
+    ASSERT_EQ(1, sp->GetAnys()->GetCount());
+    EXPECT_EQ("zzz", sp->GetAnys()->Item(0)->GetName());
+    ASSERT_EQ(2, sp->GetAnyAttr()->GetCount());
+    EXPECT_EQ("y", sp->GetAnyAttr()->Item(1)->GetName());
+    EXPECT_EQ("2", sp->GetAnyAttr()->Item(1)->GetValue());
+    // a fixed-name repeating member of an all group is asked in every pass, and takes its own
+    // name only
+    CSmartPtr<CAllDoc> spAll = Read<CAllDoc>(AllDoc(kAllMin + "<more>a</more><more>b</more><extra/><more>c</more>"));
+    EXPECT_EQ(3, spAll->GetMore()->GetCount());
+    EXPECT_TRUE(spAll->GetExtra());
+    // each ask takes a run of one namespace: the next pass takes the next run
+    spAll = Read<CAllDoc>(AllDoc(kAllMin + "<more>a</more><o:more/>"));
+    ASSERT_EQ(2, spAll->GetMore()->GetCount());
+    EXPECT_EQ(kOtherNs, spAll->GetMore()->Item(1)->GetNamespace());
+}

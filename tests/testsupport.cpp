@@ -84,14 +84,14 @@ std::string DebugCapture::Text() const
         const KrLink& link = links[i];
         const std::string strMessage =
             link.strPath.empty() ? link.strMessage : link.strMessage + "\nPath: " + link.strPath;
-        if (typeid(*p) != link.type || p->GetMessage() != strMessage || p->GetPath() != link.strPath)
+        if (typeid(*p) != link.type.get() || p->GetMessage() != strMessage || p->GetPath() != link.strPath)
             bMatch = false;
     }
     if (bMatch && i == links.size())
         return ::testing::AssertionSuccess();
     std::ostringstream expected;
     for (size_t j = 0; j < links.size(); ++j)
-        expected << "\n  [" << j << "] " << links[j].type.name() << " \"" << links[j].strMessage << "\" path \""
+        expected << "\n  [" << j << "] " << links[j].type.get().name() << " \"" << links[j].strMessage << "\" path \""
                  << links[j].strPath << "\"";
     return ::testing::AssertionFailure() << "exception chain differs\nexpected:" << expected.str()
                                          << "\nactual:" << actual.str();

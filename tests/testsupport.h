@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -29,7 +30,7 @@ public:
 // One link of an exception chain: its class, its message without the path line, its path.
 struct KrLink
 {
-    const std::type_info& type;
+    std::reference_wrapper<const std::type_info> type;
     std::string strMessage;
     std::string strPath;
 };
