@@ -50,6 +50,9 @@ CSmartPtr<CXmlObjectBase> CTestFactory::CreateObject(int iClassId, const char* l
     case ClassId_ChoiceGroup: return new CChoiceGroup(lpElementName);
     case ClassId_AllGroup: return new CAllGroup(lpElementName);
     case ClassId_ColChoice: return new CColChoice(lpElementName);
+    case ClassId_NestSeq: return new CNestSeq(lpElementName);
+    case ClassId_NestChoice: return new CNestChoice(lpElementName);
+    case ClassId_NestAll: return new CNestAll(lpElementName);
     default: return nullptr;
     }
 }
@@ -117,7 +120,12 @@ KT_DEFINE_TABLES(CAllDoc)
 KT_DEFINE_TABLES(CChoiceDoc)
 KT_DEFINE_TABLES(CColChoice)
 KT_DEFINE_TABLES(CTypedCols)
-KT_DEFINE_TABLES(CBadFactoryDoc)
+KT_DEFINE_TABLES(CNestSeq)
+KT_DEFINE_TABLES(CNestChoice)
+KT_DEFINE_TABLES(CNestAll)
+KT_DEFINE_TABLES(CNestDoc)
+KT_DEFINE_TABLES(CBrokenDoc)
+KT_DEFINE_TABLES(CBadGroupDoc)
 
 static struct CTableCleaner
 {
@@ -137,7 +145,12 @@ static struct CTableCleaner
         CChoiceDoc::CleanMetaData();
         CColChoice::CleanMetaData();
         CTypedCols::CleanMetaData();
-        CBadFactoryDoc::CleanMetaData();
+        CNestSeq::CleanMetaData();
+        CNestChoice::CleanMetaData();
+        CNestAll::CleanMetaData();
+        CNestDoc::CleanMetaData();
+        CBrokenDoc::CleanMetaData();
+        CBadGroupDoc::CleanMetaData();
     }
 } s_tableCleaner;
 
@@ -777,7 +790,7 @@ void CSeqDoc::BuildMetaData()
     });
     ms_ppAttributeInfo = AttributeTable({
         new CAttributeInfoPrimitive("ver", "", 15, false, ItemType_i4, nullptr, W::WhitespaceRule_Collapse,
-                                    kNoFacets, nullptr),
+                                    kNoFacets, "1"),
         new CAttributeInfoEnum("mode", "", 16, true, &ColorToString, &StringToColor, "green"),
         new CAttributeInfoPrimitive("rev", "", 17, true, ItemType_string, nullptr, W::WhitespaceRule_Preserve,
                                     Pattern("[0-9]+"), "none"),
@@ -1229,40 +1242,236 @@ void CTypedCols::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
         value.SetXmlCollection(m_spCols[iPropertyIndex]);
 }
 
-// ==== CBadFactoryDoc ====
+// ==== nested pseudo groups ====
 
-void CBadFactoryDoc::BuildMetaData()
+void CNestSeq::BuildMetaData()
 {
     CKRLock lock(m_csInit);
     if (ms_pClassInfo)
         return;
-    ms_pClassInfo = ClassInfo(XmlElementGroupType_Sequence, XmlElementType_Element, "BadFactory", true);
+    ms_pClassInfo = ClassInfo(XmlElementGroupType_Sequence, XmlElementType_PseudoElement, "NestSeq", false);
+    ms_ppElementInfo = ElementTable({
+        new CElementInfoSeqClsMnd("point", kTestNs, 0, XmlElementType_Element, &CTestFactory::CreateObject,
+                                  ClassId_Point, true),
+        new CElementInfoSeqAbsClsMnd("shape", kTestNs, 1, XmlElementType_Element, &CTestFactory::CreateShape),
+        new CElementInfoSeqUntpdMnd("AnyElement", "##other", 2, "##other", kTestNs),
+        new CElementInfoSeqPrimCol("n", kTestNs, 3),
+        new CElementInfoSeqClsMnd("ext", kTestNs, 4, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
+                                  ClassId_AllGroup, true),
+    });
+    ms_ppAttributeInfo = AttributeTable({});
+    PublishCNestSeq();
+}
+
+CNestSeq::CNestSeq(const char* lpElementName) : CInstanceMonitor("CNestSeq")
+{
+    SetElementName(lpElementName);
+    m_spN = NewI4Col("n", 1, 2);
+    CNestSeq::Init();
+}
+
+void CNestSeq::Init()
+{
+    m_spPoint = new CPoint("point");
+    m_spShape = nullptr;
+    m_spAny = new CElement("AnyElement", "", "##other", kTestNs);
+    m_spN->Clear();
+    m_spExt = new CAllGroup("ext");
+}
+
+void CNestSeq::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
+{
+    switch (iPropertyIndex)
+    {
+        KT_OBJECT(0, Point, CPoint)
+        KT_OBJECT(1, Shape, CShape)
+        KT_OBJECT(2, Any, CElement)
+        KT_COLLECTION(3, N)
+        KT_OBJECT(4, Ext, CAllGroup)
+        KT_UNKNOWN_PROPERTY()
+    }
+}
+
+void CNestChoice::BuildMetaData()
+{
+    CKRLock lock(m_csInit);
+    if (ms_pClassInfo)
+        return;
+    ms_pClassInfo = ClassInfo(XmlElementGroupType_Choice, XmlElementType_PseudoElement, "NestChoice", false);
+    ms_ppElementInfo = ElementTable({
+        new CElementInfoChoicePrimCol("c", kTestNs, 0),
+        new CElementInfoChoiceEnumOpt("e", kTestNs, 1, false, &ColorToString, &StringToColor, nullptr),
+    });
+    ms_ppAttributeInfo = AttributeTable({});
+    PublishCNestChoice();
+}
+
+CNestChoice::CNestChoice(const char* lpElementName) : CInstanceMonitor("CNestChoice")
+{
+    SetElementName(lpElementName);
+    m_spC = NewI4Col("c", 2, 3);
+    CNestChoice::Init();
+}
+
+void CNestChoice::Init()
+{
+    m_spC->Clear();
+    m_bValidE = false;
+}
+
+void CNestChoice::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
+{
+    switch (iPropertyIndex)
+    {
+        KT_COLLECTION(0, C)
+        KT_ENUM(1, E)
+        KT_UNKNOWN_PROPERTY()
+    }
+}
+
+void CNestAll::BuildMetaData()
+{
+    CKRLock lock(m_csInit);
+    if (ms_pClassInfo)
+        return;
+    ms_pClassInfo = ClassInfo(XmlElementGroupType_All, XmlElementType_PseudoElement, "NestAll", false);
+    ms_ppElementInfo = ElementTable({
+        new CElementInfoAllClsMnd("grp", kTestNs, 0, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
+                                  ClassId_SeqGroup, true),
+        new CElementInfoAllPrimCol("m", kTestNs, 1),
+    });
+    ms_ppAttributeInfo = AttributeTable({});
+    PublishCNestAll();
+}
+
+CNestAll::CNestAll(const char* lpElementName) : CInstanceMonitor("CNestAll")
+{
+    SetElementName(lpElementName);
+    m_spM = NewI4Col("m", 1, 1);
+    CNestAll::Init();
+}
+
+void CNestAll::Init()
+{
+    m_spGrp = new CSeqGroup("grp");
+    m_spM->Clear();
+}
+
+void CNestAll::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
+{
+    switch (iPropertyIndex)
+    {
+        KT_OBJECT(0, Grp, CSeqGroup)
+        KT_COLLECTION(1, M)
+        KT_UNKNOWN_PROPERTY()
+    }
+}
+
+void CNestDoc::BuildMetaData()
+{
+    CKRLock lock(m_csInit);
+    if (ms_pClassInfo)
+        return;
+    ms_pClassInfo = ClassInfo(XmlElementGroupType_Sequence, XmlElementType_Element, "NestDoc", false);
+    ms_ppElementInfo = ElementTable({
+        new CElementInfoSeqClsOpt("seq", kTestNs, 0, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
+                                  ClassId_NestSeq),
+        new CElementInfoSeqClsOpt("choice", kTestNs, 1, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
+                                  ClassId_NestChoice),
+        new CElementInfoSeqClsOpt("all", kTestNs, 2, XmlElementType_PseudoElement, &CTestFactory::CreateObject,
+                                  ClassId_NestAll),
+    });
+    ms_ppAttributeInfo = AttributeTable({});
+    PublishCNestDoc();
+}
+
+CNestDoc::CNestDoc(const char* lpElementName) : CInstanceMonitor("CNestDoc")
+{
+    SetElementName(lpElementName);
+    CNestDoc::Init();
+}
+
+void CNestDoc::Init()
+{
+    m_spSeq = nullptr;
+    m_spChoice = nullptr;
+    m_spAll = nullptr;
+}
+
+void CNestDoc::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
+{
+    switch (iPropertyIndex)
+    {
+        KT_OBJECT(0, Seq, CNestSeq)
+        KT_OBJECT(1, Choice, CNestChoice)
+        KT_OBJECT(2, All, CNestAll)
+        KT_UNKNOWN_PROPERTY()
+    }
+}
+
+// ==== CBrokenDoc, CBadGroupDoc ====
+
+void CBrokenDoc::BuildMetaData()
+{
+    CKRLock lock(m_csInit);
+    if (ms_pClassInfo)
+        return;
+    ms_pClassInfo = ClassInfo(XmlElementGroupType_Sequence, XmlElementType_Element, "Broken", true);
     ms_ppElementInfo = ElementTable({
         new CElementInfoSeqClsOpt("member", kTestNs, 0, XmlElementType_Element, &CTestFactory::CreateObject,
                                   ClassId_Unknown),
+        new CElementInfoSeqUntpdCol("fixed", kTestNs, 1),
     });
-    ms_ppAttributeInfo = AttributeTable({});
-    PublishCBadFactoryDoc();
+    ms_ppAttributeInfo = AttributeTable({
+        new CAttributeInfoAny("", "", 1, true, "##other", kTestNs, nullptr),
+    });
+    PublishCBrokenDoc();
 }
 
-CBadFactoryDoc::CBadFactoryDoc(const char* lpElementName) : CInstanceMonitor("CBadFactoryDoc")
+CBrokenDoc::CBrokenDoc(const char* lpElementName) : CInstanceMonitor("CBrokenDoc")
 {
     SetElementName(lpElementName);
-    CBadFactoryDoc::Init();
+    m_spWrong = NewI4Col("fixed", 0, -1);
+    CBrokenDoc::Init();
 }
 
-void CBadFactoryDoc::Init()
+void CBrokenDoc::Init()
 {
     m_spMember = nullptr;
+    m_spWrong->Clear();
 }
 
-void CBadFactoryDoc::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
+void CBrokenDoc::InvokeProperty(int iPropertyIndex, bool bGet, KrVariant& value)
 {
     switch (iPropertyIndex)
     {
         KT_OBJECT(0, Member, CXmlObjectBase)
+        KT_COLLECTION(1, Wrong)
         KT_UNKNOWN_PROPERTY()
     }
+}
+
+void CBadGroupDoc::BuildMetaData()
+{
+    CKRLock lock(m_csInit);
+    if (ms_pClassInfo)
+        return;
+    ms_pClassInfo = ClassInfo(static_cast<XmlElementGroupType>(7), XmlElementType_Element, "BadGroup", true);
+    ms_ppElementInfo = ElementTable({});
+    ms_ppAttributeInfo = AttributeTable({});
+    PublishCBadGroupDoc();
+}
+
+CBadGroupDoc::CBadGroupDoc(const char* lpElementName) : CInstanceMonitor("CBadGroupDoc")
+{
+    SetElementName(lpElementName);
+}
+
+void CBadGroupDoc::Init() {}
+
+void CBadGroupDoc::InvokeProperty(int iPropertyIndex, bool, KrVariant&)
+{
+    throw CKrInvalidParamException(FormatString("Unknown property index %d", iPropertyIndex));
 }
 
 } // namespace KrXmlTest

@@ -45,6 +45,9 @@ enum ClassId
     ClassId_ChoiceGroup = 5,
     ClassId_AllGroup = 6,
     ClassId_ColChoice = 7,
+    ClassId_NestSeq = 8,
+    ClassId_NestChoice = 9,
+    ClassId_NestAll = 10,
     ClassId_Unknown = 99  // no class: the factory answers null
 };
 
@@ -457,13 +460,71 @@ private:
     CSmartPtr<KrXmlLib16::CXmlTypeCollection> m_spCols[kCount];
 };
 
-// ---- t:BadFactory: an optional member whose class the factory doesn't know ----
+// ---- pseudo groups whose members need a real parent to report: they answer instead ----
 
-class CBadFactoryDoc : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+// point, shape, a foreign element, one or two n, and the nested all group ext, in order.
+class CNestSeq : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
 {
 public:
-    explicit CBadFactoryDoc(const char* lpElementName = "badFactory");
+    explicit CNestSeq(const char* lpElementName = "NestSeq");
+    KT_OBJECT_MEMBER(CPoint, Point)
+    KT_OBJECT_MEMBER(CShape, Shape)
+    KT_OBJECT_MEMBER(KrXmlLib16::CElement, Any)
+    KT_OBJECT_MEMBER(KrXmlLib16::Ci4Col, N)
+    KT_OBJECT_MEMBER(CAllGroup, Ext)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
+// two or three c, or e.
+class CNestChoice : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CNestChoice(const char* lpElementName = "NestChoice");
+    KT_OBJECT_MEMBER(KrXmlLib16::Ci4Col, C)
+    KT_VALUE_MEMBER(Color, E)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
+// the nested sequence grp and exactly one m, in any order.
+class CNestAll : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CNestAll(const char* lpElementName = "NestAll");
+    KT_OBJECT_MEMBER(CSeqGroup, Grp)
+    KT_OBJECT_MEMBER(KrXmlLib16::Ci4Col, M)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
+// ---- t:NestDoc: the three groups above, each optional ----
+
+class CNestDoc : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CNestDoc(const char* lpElementName = "nestDoc");
+    KT_OBJECT_MEMBER(CNestSeq, Seq)
+    KT_OBJECT_MEMBER(CNestChoice, Choice)
+    KT_OBJECT_MEMBER(CNestAll, All)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
+// ---- t:Broken: tables a generator shouldn't emit, and a factory that knows no class ----
+
+// An optional member whose class the factory doesn't know, and wildcard rows whose property
+// holds a collection of the wrong kind.
+class CBrokenDoc : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CBrokenDoc(const char* lpElementName = "broken");
     KT_OBJECT_MEMBER(CXmlObjectBase, Member)
+    KT_OBJECT_MEMBER(KrXmlLib16::Ci4Col, Wrong)
+    KT_GENERATED_CLASS_MEMBERS
+};
+
+// A group type that doesn't exist.
+class CBadGroupDoc : public KrXmlLib16::CXmlGeneratedClass, public CInstanceMonitor
+{
+public:
+    explicit CBadGroupDoc(const char* lpElementName = "badGroup");
     KT_GENERATED_CLASS_MEMBERS
 };
 

@@ -161,6 +161,7 @@ TEST(EngineRead, RoundTripChoiceMembers)
         {"<extra>e</extra>", "extra"},
         {"<street>s</street><city>c</city>", "addr"},
         {"<o:a/><o:b/>", "AnyElement"},
+        {"<cc/>", "cc"},
         {"", ""},
     };
     for (const auto& c : cases)
@@ -293,6 +294,8 @@ TEST(EngineRead, BadInputRaisesWithMessageAndPath)
         // attributes
         {"unknown attribute", &ReadAs<CPoint>, "<t:point xmlns:t='urn:kr:test' t:foo='1'><t:x>1</t:x></t:point>", 0,
          {{Kr, "Unexpected Attribute found.", "/t:point/t:@foo"}}},
+        {"wildcard attribute in the target namespace", Seq, "<t:seqDoc xmlns:t='urn:kr:test' ver='1' t:foo='1'/>", 0,
+         {{Kr, "Unexpected Attribute found.", "/t:seqDoc/t:@foo"}}},
         {"primitive attribute keeps its namespace", Seq, SeqDoc("<id>5</id>" + kSeqRest, " o:ver='1'"),
          kNamespaces, InClass("/seqDoc", Val, "Failed to find the required Attribute [ver].")},
         {"required attribute missing", Seq, SeqDoc("<id>5</id>" + kSeqRest, ""), kUnknownAttributes,
@@ -416,9 +419,15 @@ TEST(EngineRead, BadInputRaisesWithMessageAndPath)
          Doc("groupDoc", "", "<street>s</street><city>c</city><p>x</p><p>y</p>"), 0,
          {{Kr, Leftover("groupDoc", "p"), "/groupDoc"}}},
         // a factory that makes nothing
-        {"class factory without the class", &ReadAs<CBadFactoryDoc>, Doc("badFactory", "", "<member/>"), 0,
-         InClass("/badFactory", typeid(CKrInvalidStateException),
-                 "The class factory made no object of class 99 for [member]")},
+        // tables a generator shouldn't emit
+        {"class factory without the class", &ReadAs<CBrokenDoc>, Doc("broken", "", "<member/>"), 0,
+         InClass("/broken", typeid(CKrInvalidStateException), "The class factory made no object of class 99 for [member]")},
+        {"wildcard attributes in another collection", &ReadAs<CBrokenDoc>, Doc("broken", " o:a='1'", ""), 0,
+         InClass("/broken", Kr, "Serialization Data Error : The collection should be a CAttributeCol, it was not!")},
+        {"wildcard elements in another collection", &ReadAs<CBrokenDoc>, Doc("broken", "", "<fixed/>"), 0,
+         InClass("/broken", Kr, "Serialization Data Error : The collection should be a CElementCol, it was not!")},
+        {"unknown group type", &ReadAs<CBadGroupDoc>, Doc("badGroup", "", ""), 0,
+         InClass("/badGroup", Kr, "Unknown Group Type")},
     };
     for (const BadInput& c : cases)
     {
@@ -567,12 +576,14 @@ TEST(EngineRead, NilElementsAndRows)
     CSmartPtr<CPoint> spNil = Read<CPoint>(Doc("point", " xsi:nil='TRUE'", "<x>1</x><junk/>"));
     EXPECT_TRUE(spNil->IsNil());
     EXPECT_FALSE(spNil->IsValidX());
-    CSmartPtr<CPoint> spNotNil = Read<CPoint>(Doc("point", " xsi:nil='false'", "<x xsi:nil='0'>1</x>"));
+    // The type and location attributes of the instance namespace are no unknown attributes.
+    CSmartPtr<CPoint> spNotNil = Read<CPoint>(
+        Doc("point", " xsi:nil='false' xsi:type='Point' xsi:schemaLocation='a b'", "<x xsi:nil='FALSE'>1</x>"));
     EXPECT_FALSE(spNotNil->IsNil());
     EXPECT_EQ(1, spNotNil->GetX());
     // nillable primitive and enumeration rows hand the class a nil value
     CSmartPtr<CSeqDoc> spSeq =
-        Read<CSeqDoc>(SeqDoc("<id>5</id><label xsi:nil='1'/>" + kSeqRest.substr(0, 30) +
+        Read<CSeqDoc>(SeqDoc("<id>5</id><label xsi:nil='True'/>" + kSeqRest.substr(0, 30) +
                              "<shade xsi:nil='true'>red</shade>" + kSeqRest.substr(30)));
     EXPECT_TRUE(spSeq->IsNilLabel());
     EXPECT_TRUE(spSeq->IsNilShade());
@@ -646,4 +657,43 @@ TEST(EngineRead, WildcardsKeepTheElementsAndAttributesTheyTake)
     spAll = Read<CAllDoc>(AllDoc(kAllMin + "<more>a</more><o:more/>"));
     ASSERT_EQ(2, spAll->GetMore()->GetCount());
     EXPECT_EQ(kOtherNs, spAll->GetMore()->Item(1)->GetNamespace());
+}
+
+TEST(EngineRead, PseudoGroupsAnswerInsteadOfRaisingAndGiveBackWhatTheyTook)
+{
+    const std::string kPoint = "<point><x>1</x></point>";
+    const std::string kShape = "<shape xsi:type='Circle'><radius>1</radius></shape>";
+    const std::string kSeq = kPoint + kShape + "<o:w/><n>1</n><p>x</p>";
+    const std::string kAll = "<street>s</street><city>c</city><m>1</m>";
+    ExpectRoundTrip<CNestDoc>(
+        Doc("nestDoc", "", kSeq + "<c>1</c><c>2</c>" + kAll),
+        "<nestDoc xmlns=\"urn:kr:test\"><point><x>1</x></point>"
+        "<shape xmlns:AA=\"http://www.w3.org/2001/XMLSchema-instance\" AA:type=\"Circle\"><radius>1</radius></shape>"
+        "<AA:w xmlns:AA=\"urn:kr:other\"/><n>1</n><p>x</p><c>1</c><c>2</c><street>s</street><city>c</city><m>1</m>"
+        "</nestDoc>");
+    // Each document leaves its first element to the enclosing element, which reports it.
+    const struct
+    {
+        const char* lpWhat;
+        std::string strBody;
+        const char* lpFirst;
+    } cases[] = {
+        {"class member missing", kShape, "shape"},
+        {"abstract member missing", kPoint + "<o:w/>", "point"},
+        {"wildcard missing", kPoint + kShape + "<n>1</n>", "point"},
+        {"too many items", kPoint + kShape + "<o:w/><n>1</n><n>2</n><n>3</n><p>x</p>", "point"},
+        {"required group missing", kPoint + kShape + "<o:w/><n>1</n>", "point"},
+        {"too few items of a choice", "<c>1</c>", "c"},
+        {"too many items of an all group", kAll + "<m>2</m>", "street"},
+        {"required group of an all group missing", "<m>1</m>", "m"},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.lpWhat);
+        EXPECT_KR_CHAIN(Read<CNestDoc>(Doc("nestDoc", "", c.strBody)),
+                        {{Kr,
+                          std::string("Failed read all the elements held within the element [nestDoc]. The unexpected "
+                                      "element [") + c.lpFirst + "] remains un processed",
+                          "/nestDoc"}});
+    }
 }

@@ -128,15 +128,29 @@ TEST(EngineWrite, FrameOfOneElement)
     spNote->SetText(" not a number ");
     EXPECT_EQ("<note xmlns=\"urn:kr:test\"> not a number </note>", Write(spNote));
 
+    // The root's extras: instructions ahead, aliases and further attributes on its tag, and an
+    // inline schema inside it behind them; a child gets none of them.
+    CSerializationContext extras;
+    extras.GetProcessingInstructions().push_back("<?pi x?>");
+    extras.GetNamespaceAliases().Add("o", kOtherNs);
+    extras.GetAdditionalRootAttributes()->Add("extra", "1", kOtherNs);
+    extras.SetInLineSchema("s:schema='x'");
+    CSmartPtr<CSeqDoc> spExtras = MinimalSeqDoc();
+    spExtras->SetVoucher(spVoucher);
+    EXPECT_EQ("<?pi x?>\n\n<seqDoc xmlns=\"urn:kr:test\" xmlns:o=\"urn:kr:other\" o:extra=\"1\" ver=\"1\" \n"
+              "s:schema='x'\n><id>5</id><num>1</num><color>red</color><point><x>1</x></point>"
+              "<voucher code=\"ABC\" xmlns:AA=\"http://www.w3.org/2001/XMLSchema-instance\" AA:nil=\"true\"/>"
+              "<shape xmlns:AA=\"http://www.w3.org/2001/XMLSchema-instance\" AA:type=\"Circle\"><radius>1</radius>"
+              "</shape><o:w/></seqDoc>",
+              Write(spExtras, extras));
+
     // A pseudo class as the root has no tag, so none of the root's extras.
     CSmartPtr<CSeqGroup> spGroup = new CSeqGroup();
     spGroup->SetStreet("s");
     spGroup->SetCity("c");
     spGroup->SetZone("z");
-    CSerializationContext ctx;
-    ctx.GetProcessingInstructions().push_back("<?pi x?>");
     EXPECT_EQ("<AA:street xmlns:AA=\"urn:kr:test\">s</AA:street><AA:city xmlns:AA=\"urn:kr:test\">c</AA:city>",
-              spGroup->ToXml(false, false, EOLType_LF, ctx));
+              spGroup->ToXml(false, false, EOLType_LF, extras));
 }
 
 TEST(EngineWrite, TypeAttributeOnlyForADerivedTypeUnderAnotherName)
@@ -182,8 +196,8 @@ TEST(EngineWrite, DefaultValuesOfElementsAndAttributes)
                                 {Kr, "Invalid Value for rev [none].", ""}});
     sp->SetRev("7");
     EXPECT_EQ("<seqDoc xmlns=\"urn:kr:test\" ver=\"1\" mode=\"green\" rev=\"7\">" + kBody, Write(sp));
-    // a required attribute is written whatever its value; the purchase order's default currency
-    // and gift flag are dropped on request
+    // A required attribute is written though it holds its default (ver); the purchase order's
+    // default currency and gift flag are dropped on request.
     CSmartPtr<PurchaseOrder::CPurchaseOrderType> spOrder = new PurchaseOrder::CPurchaseOrderType();
     spOrder->FromXml(ReadFileBytes(std::string(KRXML_SOURCE_DIR) + "/examples/data/purchase-order.xml").c_str(),
                      CSerializationContext());
@@ -358,6 +372,10 @@ TEST(EngineWrite, FailuresGainOneLinkForEachEnclosingElement)
     {
         SCOPED_TRACE(c.lpWhat);
         EXPECT_KR_CHAIN(Write(c.make()), c.chain);
+    }
+    EXPECT_KR_CHAIN(Write(CSmartPtr<CBadGroupDoc>(new CBadGroupDoc())),
+                    {{Val, "Failed to convert the element [badGroup] to XML", ""}, {Kr, "Unknown XML Group Type", ""}});
+    {
     }
     // Counts aren't checked on request.
     CSmartPtr<CSeqDoc> sp = MinimalSeqDoc();
