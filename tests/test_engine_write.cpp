@@ -18,9 +18,6 @@ const std::type_info& Kr = typeid(CKrException);
 const std::type_info& Val = typeid(CKrValidationException);
 const std::type_info& Value = typeid(CKrInvalidValueException);
 const std::type_info& Param = typeid(CKrInvalidParamException);
-const std::type_info& State = typeid(CKrInvalidStateException);
-
-const char* const kXsi = "http://www.w3.org/2001/XMLSchema-instance";
 
 std::string Write(const CXmlObjectBase* pObject, CSerializationContext ctx = CSerializationContext())
 {
@@ -240,7 +237,8 @@ TEST(EngineWrite, ChoiceSettersKeepOneMember)
     sp->SetId(1);
     EXPECT_KR_THROW(sp->SetColor(Color_red), CKrInvalidStateException,
                     "The Property id is already set. Only one element within this class bay be set at a time");
-    EXPECT_KR_THROW(sp->SetPoint(new CPoint()), CKrInvalidStateException,
+    CSmartPtr<CPoint> spPoint = new CPoint();
+    EXPECT_KR_THROW(sp->SetPoint(spPoint), CKrInvalidStateException,
                     "The Property [id] is already set. Only one element within this class bay be set at a time");
     EXPECT_KR_THROW(sp->GetNum()->Add(2), CKrInvalidStateException,
                     "The Property [id] is already set. Only one element within this class bay be set at a time");
@@ -317,13 +315,13 @@ TEST(EngineWrite, FailuresGainOneLinkForEachEnclosingElement)
           {Param, "The Property [p] is mandatory, it may not be NULL", ""}}},
         {"attribute of a pseudo child", [] {
              CSmartPtr<CGroupDoc> sp = FullGroupDoc();
-             sp->GetExt()->SetTag(static_cast<Color>(7));
+             sp->GetExt()->SetTag(static_cast<Color>(3));
              return CSmartPtr<CXmlObjectBase>(sp.p);
          },
          {{Val, "Failed to convert the element [groupDoc] to XML", ""},
           {Kr, "Failed to convert attributes to XML", ""},
           {Kr, "Failed to convert attributes to XML", ""},
-          {Value, "Invalid value [7] for the enumeration Color", ""}}},
+          {Value, "Invalid value [3] for the enumeration Color", ""}}},
         {"value breaks the facets", [] {
              CSmartPtr<CSeqDoc> sp = MinimalSeqDoc();
              sp->SetId(500);
@@ -338,10 +336,10 @@ TEST(EngineWrite, FailuresGainOneLinkForEachEnclosingElement)
          Chain(kSeq, {{Kr, "Invalid Value for label [N].", ""}})},
         {"enumeration value outside the type", [] {
              CSmartPtr<CSeqDoc> sp = MinimalSeqDoc();
-             sp->SetColor(static_cast<Color>(7));
+             sp->SetColor(static_cast<Color>(3));
              return CSmartPtr<CXmlObjectBase>(sp.p);
          },
-         Chain(kSeq, {{Value, "Invalid value [7] for the enumeration Color", ""}})},
+         Chain(kSeq, {{Value, "Invalid value [3] for the enumeration Color", ""}})},
         {"too few items", [] {
              CSmartPtr<CSeqDoc> sp = MinimalSeqDoc();
              sp->GetNum()->Clear();
