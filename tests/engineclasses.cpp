@@ -1456,7 +1456,7 @@ void CBadGroupDoc::BuildMetaData()
     CKRLock lock(m_csInit);
     if (ms_pClassInfo)
         return;
-    ms_pClassInfo = ClassInfo(static_cast<XmlElementGroupType>(3), XmlElementType_Element, "BadGroup", true);
+    ms_pClassInfo = ClassInfo(static_cast<XmlElementGroupType>(42), XmlElementType_Element, "BadGroup", true);
     ms_ppElementInfo = ElementTable({});
     ms_ppAttributeInfo = AttributeTable({});
     PublishCBadGroupDoc();
