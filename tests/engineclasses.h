@@ -127,7 +127,7 @@ public:                                                                         
 private:                                                                                            \
     CSmartPtr<Class> m_sp##Name;
 
-// A simple-content value with its nil state.
+// The nil state of a nillable class.
 #define KT_NIL_STATE                                                                                \
 public:                                                                                             \
     bool IsNil() const override { return m_bNil; }                                                  \
@@ -216,7 +216,6 @@ protected:
 class CTestObjectCol : public KrXmlLib16::CXmlCollection
 {
 public:
-    int GetCountOf() const { return GetCount(); }
     CSmartPtr<CXmlObjectBase> ItemObject(int iIndex) const { return GetNodeAtIndex(iIndex)->m_spItem; }
     void AddObject(CXmlObjectBase* pItem) { AppendItem(pItem); }
     void ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespace, const CSerializationContext& ctx,
