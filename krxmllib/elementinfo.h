@@ -29,8 +29,9 @@ class CXmlAttribute;
 class CXmlWriter;
 class CSerializationContext;
 
-// The content model of a class: the walk that reads and writes its children.
-enum XmlElementGroupType
+// The content model of a class: the walk that reads and writes its children. Any int may stand
+// in a table; a value outside the three is refused by the walkers.
+enum XmlElementGroupType : int
 {
     XmlElementGroupType_Sequence = 0,
     XmlElementGroupType_Choice = 1,
@@ -38,8 +39,9 @@ enum XmlElementGroupType
 };
 
 // A class with a tag of its own, or a group (nested sequence, choice or all) whose children and
-// attributes lie directly in the enclosing real element.
-enum XmlElementType
+// attributes lie directly in the enclosing real element. Any int may stand in a table; all but 0
+// are read and written as pseudo elements.
+enum XmlElementType : int
 {
     XmlElementType_Element = 0,
     XmlElementType_PseudoElement = 1

@@ -17,7 +17,10 @@ using KrXmlLib16Data::CAttributeInfo;
 using KrXmlLib16Data::CElementInfo;
 using KrXmlLib16Data::CParentElementInfo;
 
-CKRCriticalSection CXmlGeneratedClass::m_csInit;
+// Generated classes free their tables from static objects of their own at exit, under this
+// lock; it is built before, and destroyed after, every static object of ordinary priority, so
+// that it outlives them whatever order the linker gives their files.
+CKRCriticalSection CXmlGeneratedClass::m_csInit __attribute__((init_priority(101)));
 
 namespace {
 

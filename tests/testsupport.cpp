@@ -67,4 +67,34 @@ std::string DebugCapture::Text() const
     return s_strCaptured;
 }
 
+::testing::AssertionResult KrChainIs(const KrXmlLib16::CKrException& e, const std::vector<KrLink>& links)
+{
+    std::ostringstream actual;
+    bool bMatch = true;
+    size_t i = 0;
+    for (const KrXmlLib16::CKrException* p = &e; p; p = p->GetInnerException(), ++i)
+    {
+        actual << "\n  [" << i << "] " << typeid(*p).name() << " \"" << p->GetMessage() << "\" path \"" << p->GetPath()
+               << "\"";
+        if (i >= links.size())
+        {
+            bMatch = false;
+            continue;
+        }
+        const KrLink& link = links[i];
+        const std::string strMessage =
+            link.strPath.empty() ? link.strMessage : link.strMessage + "\nPath: " + link.strPath;
+        if (typeid(*p) != link.type.get() || p->GetMessage() != strMessage || p->GetPath() != link.strPath)
+            bMatch = false;
+    }
+    if (bMatch && i == links.size())
+        return ::testing::AssertionSuccess();
+    std::ostringstream expected;
+    for (size_t j = 0; j < links.size(); ++j)
+        expected << "\n  [" << j << "] " << links[j].type.get().name() << " \"" << links[j].strMessage << "\" path \""
+                 << links[j].strPath << "\"";
+    return ::testing::AssertionFailure() << "exception chain differs\nexpected:" << expected.str()
+                                         << "\nactual:" << actual.str();
+}
+
 } // namespace KrXmlTest

@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
+#include <typeinfo>
+#include <vector>
 
 #include "krexception.h"
 
@@ -43,7 +46,36 @@ void OnTwoThreads(Fn fn)
     other.join();
 }
 
+// One link of an exception chain: its class, its message without the path line, its path.
+struct KrLink
+{
+    std::reference_wrapper<const std::type_info> type;
+    std::string strMessage;
+    std::string strPath;
+};
+
+// The exception and its inner exceptions, outermost first, are exactly these links.
+::testing::AssertionResult KrChainIs(const KrXmlLib16::CKrException& e, const std::vector<KrLink>& links);
+
 } // namespace KrXmlTest
+
+// Runs stmt and expects a throw whose chain of inner exceptions matches the links given
+// (KrLink values, outermost first).
+#define EXPECT_KR_CHAIN(stmt, ...)                                                                  \
+    do                                                                                              \
+    {                                                                                               \
+        bool bCaught_ = false;                                                                      \
+        try                                                                                         \
+        {                                                                                           \
+            stmt;                                                                                   \
+        }                                                                                           \
+        catch (const KrXmlLib16::CKrException& e_)                                                  \
+        {                                                                                           \
+            bCaught_ = true;                                                                        \
+            EXPECT_TRUE(KrXmlTest::KrChainIs(e_, __VA_ARGS__));                                     \
+        }                                                                                           \
+        EXPECT_TRUE(bCaught_) << "no exception from " #stmt;                                        \
+    } while (0)
 
 // Runs stmt and expects a throw of exactly the given class with the given message.
 #define EXPECT_KR_THROW(stmt, ExType, message)                                                      \
