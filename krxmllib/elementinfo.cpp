@@ -183,6 +183,30 @@ void CElementInfo::ToXml_Int(const CXmlObjectBase* pChild, CXmlWriter* pWriter, 
     pChild->ToXml_Int(pWriter, bRoot, lpNamespace, ctx, bOptionalChoice);
 }
 
+// ---- values without allocations ----
+
+KrVariant& CElementInfo::ScratchValue()
+{
+    thread_local KrVariant t_value;
+    return t_value;
+}
+
+const std::string& CElementInfo::ValueText(const KrVariant& value, const char* lpFormatOverride,
+                                           std::string& strBuffer)
+{
+    const ItemType eType = value.GetTypeAsEnum();
+    if (eType == ItemType_string && value.m_pString)
+        return *value.m_pString;
+    if (IsDateKind(eType) && value.m_pDateTime)
+    {
+        strBuffer.clear();
+        value.m_pDateTime->AppendTo(strBuffer);
+        return strBuffer;
+    }
+    strBuffer = value.ToString(lpFormatOverride);
+    return strBuffer;
+}
+
 // ---- writing ----
 
 bool CElementInfo::ElementToXmlCls(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
@@ -209,11 +233,10 @@ bool CElementInfo::ElementToXmlCol(const CSerializationContext& ctx, const CXmlG
     return true;
 }
 
-bool CElementInfo::ElementToXmlPrim(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
+bool CElementInfo::ElementToXmlPrim(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter) const
 {
-    (void)ctx;
-    KrVariant value;
+    KrVariant& value = ScratchValue();
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -224,7 +247,8 @@ bool CElementInfo::ElementToXmlPrim(const CSerializationContext& ctx, const CXml
     }
     if (!value.IsValid())
         return false;
-    std::string strText = value.ToString(m_strFormatOverride.c_str());
+    thread_local std::string t_strBuffer;
+    const std::string& strText = ValueText(value, m_strFormatOverride.c_str(), t_strBuffer);
     // A value equal to its default goes out unchecked: the writer drops or keeps the text.
     const bool bIsDefault = !m_strDefaultValue.empty() && m_strDefaultValue == strText;
     if (!bIsDefault)
@@ -238,7 +262,7 @@ bool CElementInfo::ElementToXmlPrim(const CSerializationContext& ctx, const CXml
 bool CElementInfo::ElementToXmlEnum(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter, EnumToStringFunction pfnEnumToString) const
 {
-    KrVariant value;
+    KrVariant& value = ScratchValue();
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -249,11 +273,12 @@ bool CElementInfo::ElementToXmlEnum(const CSerializationContext&, const CXmlGene
     }
     if (!value.IsValid())
         return false;
+    thread_local std::string t_strText;
     const char* lpText = pfnEnumToString(value.GetI4());
-    std::string strText = lpText ? lpText : "";
-    const bool bIsDefault = !m_strDefaultValue.empty() && m_strDefaultValue == strText;
+    t_strText.assign(lpText ? lpText : "");
+    const bool bIsDefault = !m_strDefaultValue.empty() && m_strDefaultValue == t_strText;
     pWriter->StartElement(m_strElementName, m_strElementNamespace);
-    pWriter->WriteElementText(strText, ItemType_string, bIsDefault);
+    pWriter->WriteElementText(t_strText, ItemType_string, bIsDefault);
     pWriter->EndElement();
     return true;
 }
@@ -329,11 +354,12 @@ void CElementInfo::ElementFromXmlPrim(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant value;
+    KrVariant& value = ScratchValue();
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
         // The class learns of the nil through a nil value of the row's kind, so that writing it
         // back gives the nil element again.
+        value.SetInvalid();
         value.m_type = m_eItemType;
         value.SetNil();
     }
@@ -351,9 +377,10 @@ void CElementInfo::ElementFromXmlEnum(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant value;
+    KrVariant& value = ScratchValue();
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
+        value.SetInvalid();
         value.m_type = ItemType_i4;
         value.SetNil();
     }

@@ -189,6 +189,13 @@ protected:
     bool SeqMandatoryValueFromXml(const CSerializationContext& ctx, CXmlGeneratedClass* pObject, CXmlElement* pParent,
                                   CXmlElement** ppCursor, XmlElementType eParentType, bool bSkipUnknown);
 
+    // The variant the value rows of this thread exchange their values in: reused for every
+    // value, it keeps its storage, so that values cost no allocation once it is warm. A row holds
+    // it only while it exchanges one value.
+    static KrVariant& ScratchValue();
+    // The text of a value: a string's own, or one built in strBuffer.
+    static const std::string& ValueText(const KrVariant& value, const char* lpFormatOverride, std::string& strBuffer);
+
     // ---- shared read steps of class-valued rows ----
     // The existing child object reads the element under the cursor; the cursor moves on.
     void FillByTag(const CSerializationContext& ctx, CXmlGeneratedClass* pObject, CXmlElement** ppCursor) const;

@@ -49,10 +49,10 @@ std::string KindText(const typename ItemKind<K>::Type& value, const char* format
     return ItemKind<K>::ToString(value);
 }
 
-// Owned values are set from a const reference, but a string by value, so that a caller's
-// temporary is moved into the copy rather than copied.
+// Owned values are set from a const reference; a string also from a temporary (below), which
+// is moved rather than copied.
 template <class T>
-using SetterArg = typename std::conditional<std::is_same<T, std::string>::value, std::string, const T&>::type;
+using SetterArg = const T&;
 
 } // namespace
 
@@ -262,7 +262,15 @@ void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceU
         Reset();                                                                 \
         member = converted;                                                      \
     }
+// A variant that holds a value of the same kind takes the new one in its own storage, so that
+// a variant reused for many values allocates nothing once warm.
 #define KR_FROM_STRING_Owned(kind, T, member)                                              \
+    if (m_type == ItemType_##kind && member)                                               \
+    {                                                                                      \
+        *member = ItemKind<ItemType_##kind>::FromString(value, rule);                      \
+        m_bNil = false;                                                                    \
+    }                                                                                      \
+    else                                                                                   \
     {                                                                                      \
         std::unique_ptr<T> p(new T(ItemKind<ItemType_##kind>::FromString(value, rule)));   \
         Reset();                                                                           \
@@ -286,8 +294,10 @@ void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceU
 // ---- setters --------------------------------------------------------------------------------
 
 // An owned value is copied before the old value goes, so that a value taken from this variant
-// itself survives, and a failed copy changes nothing. A counted object gets its new reference
-// first, as it may be the one held now.
+// itself survives, and a failed copy changes nothing; a variant that holds a value of the same
+// kind takes the new one in its own storage instead, so that a variant reused for many values
+// allocates nothing once warm. A counted object gets its new reference first, as it may be the
+// one held now.
 #define KR_SET_Inline(kind, T, member, accessor) \
     void KrVariant::Set##accessor(T value)       \
     {                                            \
@@ -298,6 +308,12 @@ void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceU
 #define KR_SET_Owned(kind, T, member, accessor)             \
     void KrVariant::Set##accessor(SetterArg<T> value)       \
     {                                                       \
+        if (m_type == ItemType_##kind && member)            \
+        {                                                   \
+            *member = std::forward<SetterArg<T>>(value);    \
+            m_bNil = false;                                 \
+            return;                                         \
+        }                                                   \
         T* pCopy = new T(std::forward<SetterArg<T>>(value)); \
         Reset();                                            \
         m_type = ItemType_##kind;                           \
@@ -315,6 +331,20 @@ void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceU
 #define KR_SET(kind, number, T, storage, member, accessor, ...) KR_SET_##storage(kind, T, member, accessor)
 KRXML_ITEM_KINDS(KR_SET)
 #undef KR_SET
+
+void KrVariant::SetString(std::string&& value)
+{
+    if (m_type == ItemType_string && m_pString)
+    {
+        *m_pString = std::move(value);
+        m_bNil = false;
+        return;
+    }
+    std::string* pCopy = new std::string(std::move(value));
+    Reset();
+    m_type = ItemType_string;
+    m_pString = pCopy;
+}
 #undef KR_SET_Counted
 #undef KR_SET_Owned
 #undef KR_SET_Inline

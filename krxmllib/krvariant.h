@@ -83,7 +83,8 @@ struct KRXML_API KrVariant
     void SetDateTime(const CDateTime& value);
     void SetTime(const CDateTime& value);
     void SetChar(char value);
-    void SetString(std::string value);
+    void SetString(const std::string& value);
+    void SetString(std::string&& value);
     void SetBoolean(bool value);
     void SetDecimal(const CDecimal& value);
     void SetInteger(const CBigInteger& value);

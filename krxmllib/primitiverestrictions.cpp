@@ -293,10 +293,18 @@ void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, 
         throw CKrInvalidValueException("Unknown type [" + UnknownTypeText(value) + "].");
     if (!facets || value.IsNil() || !HasAnyFacet(*facets))
         return;
-#define KR_VALIDATE(kind, number, T, storage, member, accessor, ...)                                  \
-    case ItemType_##kind:                                                                             \
-        ValidateRead<ItemType_##kind>(name, [&value] { return value.Get##accessor(); }, facets); \
-        break;
+// A value held on the heap is checked where it lies, without a copy, when it is of the kind
+// checked; otherwise the getter takes it out, and refuses a wrong kind.
+#define KR_VALIDATE_Inline(kind, T, member, accessor) \
+    ValidateRead<ItemType_##kind>(name, [&value] { return value.Get##accessor(); }, facets);
+#define KR_VALIDATE_Owned(kind, T, member, accessor)                                                   \
+    if (value.m_type == ItemType_##kind && value.member)                                               \
+        ValidateRead<ItemType_##kind>(name, [&value]() -> const T& { return *value.member; }, facets); \
+    else                                                                                               \
+        KR_VALIDATE_Inline(kind, T, member, accessor)
+#define KR_VALIDATE(kind, number, T, storage, member, accessor, ...) \
+    case ItemType_##kind:                                            \
+        KR_VALIDATE_##storage(kind, T, member, accessor) break;
     switch (type)
     {
         KRXML_PRIMITIVE_KINDS(KR_VALIDATE)
@@ -304,6 +312,8 @@ void ValidatePrimitive(const char* name, const KrVariant& value, ItemType type, 
         break;
     }
 #undef KR_VALIDATE
+#undef KR_VALIDATE_Owned
+#undef KR_VALIDATE_Inline
 }
 
 } // namespace KrXmlLib16
