@@ -48,6 +48,27 @@ private:
     bool m_bDone = false;
 };
 
+// Reading and writing recurse once for every nested bound element. The bound keeps a hostile
+// document, or a runaway chain of objects, from overflowing the stack; real schemas nest far
+// less deep.
+const int kMaxNesting = 1000;
+thread_local int t_nNesting = 0;
+
+class CNestingGuard
+{
+public:
+    CNestingGuard() { ++t_nNesting; }
+    ~CNestingGuard() { --t_nNesting; }
+    CNestingGuard(const CNestingGuard&) = delete;
+    CNestingGuard& operator=(const CNestingGuard&) = delete;
+    bool TooDeep() const { return t_nNesting > kMaxNesting; }
+};
+
+std::string TooDeepMessage()
+{
+    return FormatString("Bound elements are nested more than %d levels deep", kMaxNesting);
+}
+
 // One flag per row, on the stack for the tables of real schemas.
 class CRowFlags
 {
@@ -159,6 +180,9 @@ void CXmlGeneratedClass::CleanMetaData(CParentElementInfo*& pInfo, CElementInfo*
 void CXmlGeneratedClass::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespace,
                                    const CSerializationContext& ctx, bool bOptionalChoice) const
 {
+    CNestingGuard nesting;
+    if (nesting.TooDeep())
+        throw CKrValidationException(TooDeepMessage(), std::string());
     try
     {
         WriteElement(pWriter, bRoot, lpNamespace, ctx, bOptionalChoice);
@@ -289,6 +313,9 @@ void CXmlGeneratedClass::ProcessElementChoiceToXml(const CSerializationContext& 
 CXmlElement* CXmlGeneratedClass::FromXml_Int(CXmlElement* pElement, CXmlElement* pFirstChild,
                                              const CSerializationContext& ctx, bool bOptionalChoice)
 {
+    CNestingGuard nesting;
+    if (nesting.TooDeep())
+        throw CKrValidationException(TooDeepMessage(), pElement->GetXPath());
     try
     {
         return ReadElement(pElement, pFirstChild, ctx, bOptionalChoice);
