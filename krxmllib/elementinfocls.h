@@ -23,7 +23,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
     bool m_bContentRequired;  // a pseudo group that must take at least one element
     CreateObjectFunction m_pfnCreateObject;
@@ -38,7 +38,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
     CreateObjectFunction m_pfnCreateObject;
     int32_t m_iClassId;
@@ -52,7 +52,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
 };
 
@@ -66,7 +66,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
     CreateObjectFunction m_pfnCreateObject;
     int32_t m_iClassId;
@@ -83,7 +83,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
     CreateObjectFunction m_pfnCreateObject;
     int32_t m_iClassId;
@@ -97,7 +97,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
 };
 
@@ -109,7 +109,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
     CreateObjectFunction m_pfnCreateObject;
     int32_t m_iClassId;
@@ -123,7 +123,7 @@ public:
     void PseudoChildAttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                    CXmlWriter* pWriter) const override;
 
-private:
+protected:
     XmlElementType m_eElementType;
 };
 
