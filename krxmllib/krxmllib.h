@@ -23,6 +23,7 @@
 #include "functions.h"
 #include "itemtype.h"
 #include "jsoncontext.h"
+#include "jsontextwriter.h"
 #include "krcriticalsection.h"
 #include "krexception.h"
 #include "kriterator.h"
