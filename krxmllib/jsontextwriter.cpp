@@ -393,7 +393,7 @@ void CJsonTextWriter::StartElement(const std::string& strName, const std::string
     if (!bRoot)
     {
         CXmlWriterContext* pParent = m_pContext;
-        if (pParent->m_iArrayState == 2)
+        if (pParent->m_iArrayState == 2 && static_cast<size_t>(pParent->m_nDepth) < m_arrayItems.size())
         {
             // A further item of the open array carries no name. An element of another name
             // ends the array and starts a member of its own, so that no name is lost where a
