@@ -544,12 +544,13 @@ TEST(JsonRoads, StreamsAndFiles)
 TEST(JsonRoads, UntypedContent)
 {
     // Runs of one name are arrays, an empty text beside members is left out, and an element
-    // with a default namespace of its own is written plainly; XML output is as before.
+    // with a default namespace of its own is written plainly (in XML as a nested document).
     CSmartPtr<CElement> spRoot(new CElement("r", "urn:a"));
     spRoot->FromXml("<r xmlns='urn:a' xmlns:b='urn:b' k='v'><x>1</x><x/><y b:t='2'/><x>3</x><b:z/><b:z/><w xmlns='urn:c'/></r>");
     CSmartPtr<CElement> spNested(new CElement("n", "urn:a"));
     spNested->FromXml("<n xmlns='urn:a'><m>5</m></n>");
-    spRoot->GetChildElements()->Add(spNested->Clone());
+    CSmartPtr<CElement> spOwnDefault(new CElement(spNested, "urn:a"));
+    spRoot->GetChildElements()->Add(spOwnDefault);
     CSerializationContext ctx = JsonContext(RoundTripFull, "urn:a");
     ctx.GetNamespaceAliases().Add("b", "urn:b");
     ctx.GetNamespaceAliases().Add("c", "urn:c");
@@ -557,7 +558,7 @@ TEST(JsonRoads, UntypedContent)
               "[\"1\",\"\"],\"y\": {\"@b:t\": \"2\"},\"x\": \"3\",\"b:z\": [\"\",\"\"],\"c:w\": \"\",\"n\": {\"m\": \"5\"}}}",
               spRoot->ToJson(false, EOLType_LF, ctx));
     EXPECT_EQ("<r xmlns=\"urn:a\" xmlns:b=\"urn:b\" xmlns:c=\"urn:c\" k=\"v\"><x>1</x><x/><y b:t=\"2\"/><x>3</x><b:z/>"
-              "<b:z/><c:w/><n><m>5</m></n></r>",
+              "<b:z/><c:w/><n xmlns=\"urn:a\"><m>5</m></n></r>",
               spRoot->ToXml(false, false, EOLType_LF, ctx));
 }
 
