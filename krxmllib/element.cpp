@@ -554,6 +554,16 @@ void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespac
     {
         const CElement* pElement;
         CXmlCollection::CNode* pNextChild;
+        const CElement* pLastChild;  // the child written last
+        bool bInRun;                 // a run of children of one name is being written
+    };
+    // Consecutive children of one name are written as one collection, which the JSON writer
+    // makes one array of rather than members of the same name; other writers ignore it.
+    auto sameName = [](const CElement* a, const CElement* b) {
+        return a->m_strName == b->m_strName && a->m_strNamespace == b->m_strNamespace;
+    };
+    auto itemOf = [](const CXmlCollection::CNode* pNode) {
+        return static_cast<const CElement*>(static_cast<CXmlObjectBase*>(pNode->m_spItem));
     };
     std::vector<Frame> stack;
     auto open = [&](const CElement* p, bool bIsRoot) {
@@ -571,15 +581,26 @@ void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespac
             p->m_spChildElements->ValidateCount(ctx);
             pFirst = p->m_spChildElements->GetHead();
         }
-        stack.push_back(Frame{p, pFirst});
+        stack.push_back(Frame{p, pFirst, nullptr, false});
     };
     open(this, true);
     while (!stack.empty())
     {
         Frame& top = stack.back();
+        if (top.bInRun && (!top.pNextChild || !sameName(top.pLastChild, itemOf(top.pNextChild))))
+        {
+            pWriter->SetArrayState(3);
+            top.bInRun = false;
+        }
         if (top.pNextChild)
         {
-            const CElement* pChild = static_cast<const CElement*>(static_cast<CXmlObjectBase*>(top.pNextChild->m_spItem));
+            const CElement* pChild = itemOf(top.pNextChild);
+            if (!top.bInRun && top.pNextChild->m_pNext && sameName(pChild, itemOf(top.pNextChild->m_pNext)))
+            {
+                pWriter->SetArrayState(1);
+                top.bInRun = true;
+            }
+            top.pLastChild = pChild;
             top.pNextChild = top.pNextChild->m_pNext;
             // The walk goes from pointer to pointer: start loading the next sibling now.
             if (top.pNextChild)
@@ -594,7 +615,12 @@ void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespac
                 open(pChild, false);  // may grow the stack: top is not used after this
             continue;
         }
-        pWriter->WriteElementText(top.pElement->m_strText, ItemType_string, false);
+        // An empty text beside attributes or children says nothing; a JSON writer would still
+        // put it out as a member.
+        const CElement* pDone = top.pElement;
+        if (!pDone->m_strText.empty() || !((pDone->m_spAttributes && pDone->m_spAttributes->GetCount() > 0) ||
+                                            (pDone->m_spChildElements && pDone->m_spChildElements->GetCount() > 0)))
+            pWriter->WriteElementText(pDone->m_strText, ItemType_string, false);
         pWriter->EndElement();
         stack.pop_back();
     }

@@ -22,6 +22,8 @@
 #include "encoder.h"
 #include "functions.h"
 #include "itemtype.h"
+#include "jsoncontext.h"
+#include "jsontextwriter.h"
 #include "krcriticalsection.h"
 #include "krexception.h"
 #include "kriterator.h"

@@ -2,6 +2,7 @@
 
 #include "attribute.h"
 #include "functions.h"
+#include "jsoncontext.h"
 #include "krexception.h"
 
 namespace KrXmlLib16 {
@@ -93,6 +94,9 @@ CSerializationContext::CSerializationContext(const CSerializationContext& other)
       m_bStripCDATA(other.m_bStripCDATA),
       m_strIndentChars(other.m_strIndentChars)
 {
+    // The sub-contexts are the copy's own.
+    if (const CJsonContext* pJson = other.m_pJsonContext.Get())
+        m_pJsonContext.GetOrMake([pJson] { return std::unique_ptr<CJsonContext>(new CJsonContext(*pJson)); });
 }
 
 CSerializationContext& CSerializationContext::operator=(const CSerializationContext& other)
@@ -117,11 +121,17 @@ CSerializationContext& CSerializationContext::operator=(const CSerializationCont
         m_bWriteDefaultElementValues = copy.m_bWriteDefaultElementValues;
         m_bStripCDATA = copy.m_bStripCDATA;
         m_strIndentChars.swap(copy.m_strIndentChars);
+        m_pJsonContext.Swap(copy.m_pJsonContext);
     }
     return *this;
 }
 
 CSerializationContext::~CSerializationContext() = default;
+
+CJsonContext& CSerializationContext::GetJsonContext() const
+{
+    return m_pJsonContext.GetOrMake([] { return std::unique_ptr<CJsonContext>(new CJsonContext); });
+}
 
 CSmartPtr<CAttributeCol> CSerializationContext::GetAdditionalRootAttributes() const
 {

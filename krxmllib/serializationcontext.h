@@ -57,6 +57,9 @@ public:
     CSerializationContext& operator=(const CSerializationContext& other);
     virtual ~CSerializationContext();
 
+    // The options of JSON reading and writing, made at first use (also on a const context).
+    CJsonContext& GetJsonContext() const;
+
     // The process-wide context with all defaults; used where a call gives none.
     static CSerializationContext& GetDefaultContext();
 

@@ -4,6 +4,7 @@
 #include "element.h"
 #include "binarystream.h"
 #include "functions.h"
+#include "jsontextwriter.h"
 #include "krexception.h"
 #include "textstream.h"
 #include "xmldocument.h"
@@ -147,6 +148,60 @@ void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, b
     file.WriteToFile();
 }
 
+// ---- writing JSON ----
+
+void CXmlObjectBase::WriteJsonDocument(CTextStream& stream, bool bFormatted, EOLType eEOL,
+                                       const CSerializationContext& ctx) const
+{
+    CJsonTextWriter writer(&stream);
+    writer.StartDocument();
+    // Formatting belongs before the first element.
+    writer.SetFormatted(bFormatted);
+    writer.SetIndent(ctx.GetIndentChars().c_str());
+    writer.SetEOLType(eEOL);
+    writer.SetRoundTrip(ctx.GetJsonContext().GetSupportRoundtrip());
+    writer.WriteHeader();
+    std::string strNamespace = GetTargetNamespace();
+    ToXml_Int(&writer, true, strNamespace.c_str(), ctx, false);
+    writer.WriteFooter();
+    writer.EndDocument();
+}
+
+std::string CXmlObjectBase::ToJson(bool bFormatted, EOLType eEOL, const CSerializationContext& ctx) const
+{
+    CTextStream stream;
+    WriteJsonDocument(stream, bFormatted, eEOL, ctx);
+    std::string strResult;
+    stream.AppendTextTo(strResult);
+    return strResult;
+}
+
+CBinaryData CXmlObjectBase::ToJsonStream(bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                                         const CSerializationContext& ctx, CompressionType eCompression) const
+{
+    RefuseCompression(eCompression);
+    CTextStream stream(eEncoding);
+    WriteJsonDocument(stream, bFormatted, eEOL, ctx);
+    return stream.GetEncodedData();
+}
+
+void CXmlObjectBase::ToJsonFile(const char* lpFileName, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
+                                const CSerializationContext& ctx, CompressionType eCompression) const
+{
+    if (eCompression == CompressionType_ZLib)
+        throw CKrException("ZLIB Compression only available for To Stream methods.");
+    if (g_bAsyncToXmlFile && eCompression == CompressionType_None)
+    {
+        // The file is written block by block while the document is produced.
+        CFileTextStream stream(lpFileName, eEncoding);
+        WriteJsonDocument(stream, bFormatted, eEOL, ctx);
+        return;
+    }
+    CBinaryData data = ToJsonStream(bFormatted, eEncoding, eEOL, ctx, eCompression);
+    CFileBinaryStream file(lpFileName, eEncoding, data);
+    file.WriteToFile();
+}
+
 // ---- roads whose format machinery comes later ----
 // Each raises until its writer or reader lands, so that a caller learns plainly which road is
 // missing instead of getting empty output.
@@ -161,28 +216,9 @@ void CXmlObjectBase::ToFastInfosetFile(const char*, FInfoDecl, const CSerializat
     ThrowRoadMissing("ToFastInfosetFile");
 }
 
-void CXmlObjectBase::ToJsonFile(const char*, bool, XmlEncoding, EOLType, const CSerializationContext&,
-                                CompressionType) const
-{
-    ThrowRoadMissing("ToJsonFile");
-}
-
-std::string CXmlObjectBase::ToJson(bool, EOLType, const CSerializationContext&) const
-{
-    ThrowRoadMissing("ToJson");
-    return std::string();
-}
-
 CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl, const CSerializationContext&, CompressionType) const
 {
     ThrowRoadMissing("ToFastInfosetStream");
-    return CBinaryData();
-}
-
-CBinaryData CXmlObjectBase::ToJsonStream(bool, XmlEncoding, EOLType, const CSerializationContext&,
-                                         CompressionType) const
-{
-    ThrowRoadMissing("ToJsonStream");
     return CBinaryData();
 }
 

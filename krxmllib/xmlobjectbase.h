@@ -199,6 +199,9 @@ private:
     // Shared body of the XML text writers: a text writer on the stream, the object walked.
     void WriteXmlDocument(CTextStream& stream, bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
                           const CSerializationContext& ctx) const;
+    // The same for JSON: the JSON writer on the stream, the object walked inside the braces of
+    // the document.
+    void WriteJsonDocument(CTextStream& stream, bool bFormatted, EOLType eEOL, const CSerializationContext& ctx) const;
 
     // Shared tail of every byte and file reader: the document is loaded, the tree walked.
     template <typename LoadFn>

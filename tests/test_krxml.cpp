@@ -159,7 +159,7 @@ TEST_F(Krxml, FailuresAndUsage)
     EXPECT_EQ("krxml: error: Failed to write data to the file [/dev/full] error [0x0000001C]\n", full.strErr);
     EXPECT_EQ(1, RunTool("convert " + strOk + " --indent x").iExit);
 
-    for (const char* lpArgs : {"", "frobnicate x", "convert", "convert a b", "convert a --to json",
+    for (const char* lpArgs : {"", "frobnicate x", "convert", "convert a b", "convert a --to yaml",
                                "convert a --encoding latin1", "convert a --eol cr", "convert a -o", "convert a --nope"})
     {
         ToolRun usage = RunTool(lpArgs);

@@ -22,17 +22,25 @@ const char kUsage[] =
     "       krxml --help\n"
     "\n"
     "Reads any well-formed XML document (INPUT, or - for standard input) into the library's\n"
-    "untyped content and writes it again (to OUTPUT, or to standard output).\n"
+    "untyped content and writes it again, as XML or JSON (to OUTPUT, or to standard output).\n"
     "\n"
     "options:\n"
     "  -o, --output FILE       write to FILE instead of standard output\n"
-    "  --to xml                output format (xml is the only one for now)\n"
+    "  --to xml|json           output format (default: xml)\n"
+    "  --json-mode MODE        how much of the XML shape JSON output keeps (default: full):\n"
+    "                            none        element and attribute names alone; attributes\n"
+    "                                        and children are members alike, text beside\n"
+    "                                        members is named \"\"; no namespaces\n"
+    "                            attributes  attributes as \"@name\" members, text beside\n"
+    "                                        members as \"#text\"; local names, no namespaces\n"
+    "                            full        as attributes, and prefixed names with their\n"
+    "                                        \"@xmlns\" declarations on the root\n"
     "  --encoding ENC          utf-8 (default), utf-16, or utf-16-nodecl (UTF-16 without an\n"
     "                          encoding in the declaration); UTF-16 starts with a byte order mark\n"
     "  --no-format             no line breaks or indent between elements\n"
     "  --indent TEXT           one level of indent, blanks and tabs only (default: a tab)\n"
     "  --eol lf|crlf           line end of the output (default: lf)\n"
-    "  --no-declaration        leave out the XML declaration\n"
+    "  --no-declaration        leave out the XML declaration (JSON has none)\n"
     "  --keep-whitespace       keep whitespace-only text of elements that have child elements\n"
     "                          (by default it is taken for indentation and dropped)\n"
     "\n"
@@ -41,6 +49,10 @@ const char kUsage[] =
     "text, and writes all text of an element after its child elements. Prefixes declared in the\n"
     "input are reused where each stands for one namespace.\n"
     "\n"
+    "JSON output is one object with the root element as its member. An element with only\n"
+    "text is a member with that text as a string; one with attributes or children is an\n"
+    "object; consecutive elements of one name are an array; an empty element is \"\".\n"
+    "\n"
     "exit codes: 0 success, 1 the input or output was refused (message on standard error),\n"
     "            2 usage error\n";
 
@@ -48,6 +60,8 @@ struct Options
 {
     std::string strInput;
     std::string strOutput;  // empty: standard output
+    bool bJson = false;
+    JsonRoundTrip eJsonMode = RoundTripFull;
     XmlEncoding eEncoding = XmlEncoding_UTF8;
     bool bFormatted = true;
     std::string strIndent = "\t";
@@ -82,8 +96,24 @@ Options ParseArguments(int argc, char** argv)
         else if (strArg == "--to")
         {
             std::string strFormat = value("a format");
-            if (strFormat != "xml")
-                throw UsageError{"unknown output format '" + strFormat + "' (xml is supported)"};
+            if (strFormat == "xml")
+                opt.bJson = false;
+            else if (strFormat == "json")
+                opt.bJson = true;
+            else
+                throw UsageError{"unknown output format '" + strFormat + "' (xml or json)"};
+        }
+        else if (strArg == "--json-mode")
+        {
+            std::string strMode = value("a mode");
+            if (strMode == "none")
+                opt.eJsonMode = RoundTripNone;
+            else if (strMode == "attributes")
+                opt.eJsonMode = RoundTripAttributes;
+            else if (strMode == "full")
+                opt.eJsonMode = RoundTripFull;
+            else
+                throw UsageError{"unknown JSON mode '" + strMode + "' (none, attributes or full)"};
         }
         else if (strArg == "--encoding")
         {
@@ -178,6 +208,40 @@ void TakeNamespacesOfTheInput(const CXmlDocument& doc, CSerializationContext& ct
         ctx.SetDefaultNamespaceURI(strDefault.c_str());
 }
 
+// JSON declares prefixes on the root element only and makes up none below it: every namespace
+// of the document that has neither a prefix nor the default gets one there.
+void AliasEveryNamespace(const CXmlDocument& doc, CSerializationContext& ctx)
+{
+    CNamespaceAliasMap& aliases = ctx.GetNamespaceAliases();
+    std::set<std::string> aliasesTaken;
+    for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
+        aliasesTaken.insert(aliases.GetAliasFromNamespace(aliases.GetNamespaceAt(i).c_str()));
+    auto need = [&](const std::string& strNs) {
+        if (strNs.empty() || strNs == ctx.GetDefaultNamespaceURI() || aliases.DoesNamespaceExist(strNs.c_str()) ||
+            strNs == "http://www.w3.org/XML/1998/namespace")
+            return;
+        std::string strAlias;
+        for (unsigned i = 0;; ++i)
+        {
+            strAlias = FormatString("ns%u", i);
+            if (aliasesTaken.insert(strAlias).second)
+                break;
+        }
+        aliases.Add(strAlias.c_str(), strNs.c_str());
+    };
+    std::vector<const CXmlElement*> work{doc.GetDocumentElement()};
+    while (!work.empty())
+    {
+        const CXmlElement* p = work.back();
+        work.pop_back();
+        need(p->GetNamespaceURI());
+        for (const CXmlAttribute* pAttr : p->GetAttributes())
+            need(pAttr->GetNamespaceURI());
+        for (const CXmlElement* pChild = p->GetFirstElement(); pChild; pChild = pChild->GetNextSiblingElement())
+            work.push_back(pChild);
+    }
+}
+
 // Whitespace-only text of an element with children is the input's indentation.
 void DropIndentation(CElement* pRoot)
 {
@@ -213,20 +277,29 @@ int Convert(const Options& opt)
     else
         doc.Load(opt.strInput.c_str());
     TakeNamespacesOfTheInput(doc, ctx);
+    if (opt.bJson && opt.eJsonMode == RoundTripFull)
+        AliasEveryNamespace(doc, ctx);
 
     CSmartPtr<CElement> spRoot(new CElement(""));
     spRoot->FromXmlElement(doc.GetDocumentElement(), ctx);
     if (!opt.bKeepWhitespace)
         DropIndentation(spRoot);
 
+    ctx.GetJsonContext().SetSupportRoundtrip(opt.eJsonMode);
     if (!opt.strOutput.empty())
     {
-        spRoot->ToXmlFile(opt.strOutput.c_str(), opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
-                          CompressionType_None);
+        if (opt.bJson)
+            spRoot->ToJsonFile(opt.strOutput.c_str(), opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
+                               CompressionType_None);
+        else
+            spRoot->ToXmlFile(opt.strOutput.c_str(), opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
+                              CompressionType_None);
         return 0;
     }
-    CBinaryData data = spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
-                                           CompressionType_None);
+    CBinaryData data =
+        opt.bJson ? spRoot->ToJsonStream(opt.bFormatted, opt.eEncoding, opt.eEol, ctx, CompressionType_None)
+                  : spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
+                                        CompressionType_None);
     // The same bytes as a file would get: UTF-16 starts with its byte order mark.
     bool bBom = opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl;
     if ((bBom && std::fwrite("\xFF\xFE", 1, 2, stdout) != 2) ||
