@@ -516,6 +516,8 @@ void CJsonTextWriter::WriteAttribute(const std::string& strName, const std::stri
                                      const std::string& strValue, ItemType eType)
 {
     assert(m_pContext != 0);
+    if (IsRepeatedAttribute(strName, strNamespace, strValue))
+        return;
     // The prefix is looked up first, so that a refused attribute writes nothing.
     const std::string* pPrefix = nullptr;
     if (m_eRoundTrip == RoundTripFull && !strNamespace.empty())

@@ -380,6 +380,8 @@ void CXmlTextWriter::WriteAttribute(const std::string& strName, const std::strin
                                     const std::string& strValue, ItemType)
 {
     CheckAttributeAllowed();
+    if (IsRepeatedAttribute(strName, strNamespace, strValue))
+        return;
     Write(' ');
     const std::string* pAlias = nullptr;
     if (!strNamespace.empty())

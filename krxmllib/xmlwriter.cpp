@@ -4,6 +4,7 @@
 #include <cassert>
 #include <vector>
 
+#include "functions.h"
 #include "krexception.h"
 
 namespace KrXmlLib16 {
@@ -283,6 +284,7 @@ std::string CXmlWriter::GenerateNamespaceAlias(const NamespaceMap& map)
 CXmlWriter::CXmlWriterContext* CXmlWriter::CreateContext(const std::string& strName,
                                                          const std::string& strNamespace)
 {
+    m_nTagAttributes = 0;
     size_t nDepth = m_pContext ? static_cast<size_t>(m_pContext->m_nDepth) + 1 : 0;
     if (nDepth >= m_contextPool.size())
         m_contextPool.resize(nDepth + 1, nullptr);
@@ -319,6 +321,28 @@ void CXmlWriter::PopContext()
 {
     assert(m_pContext != 0);
     m_pContext = m_pContext->m_pParent;
+}
+
+bool CXmlWriter::IsRepeatedAttribute(const std::string& strName, const std::string& strNamespace,
+                                     const std::string& strValue)
+{
+    for (size_t i = 0; i < m_nTagAttributes; ++i)
+    {
+        const CTagAttribute& seen = m_tagAttributes[i];
+        if (seen.strName != strName || seen.strNamespace != strNamespace)
+            continue;
+        if (seen.strValue != strValue)
+            throw CKrException(FormatString("The attribute [%s] is written twice on one element, as [%s] and as [%s]",
+                                            strName.c_str(), seen.strValue.c_str(), strValue.c_str()));
+        return true;
+    }
+    if (m_nTagAttributes == m_tagAttributes.size())
+        m_tagAttributes.emplace_back();
+    CTagAttribute& entry = m_tagAttributes[m_nTagAttributes++];
+    entry.strName.assign(strName);
+    entry.strNamespace.assign(strNamespace);
+    entry.strValue.assign(strValue);
+    return false;
 }
 
 } // namespace KrXmlLib16

@@ -155,11 +155,29 @@ protected:
     // Ends the current element: its parent becomes current.
     void PopContext();
 
+    // Whether the start tag being written already has this attribute. Each item of a repeated
+    // group puts the enclosing element's attributes on the tag once more: the same value again
+    // answers true, and the writer drops the repeat, so that the output holds each attribute
+    // once; a different value raises. The list empties when the next element starts.
+    bool IsRepeatedAttribute(const std::string& strName, const std::string& strNamespace,
+                             const std::string& strValue);
+
     std::string m_strDefaultNamespace;
     CXmlWriterContext* m_pContext;
     NamespaceMap m_namespaces;
     // The writer's contexts, one per depth, owned.
     std::vector<CXmlWriterContext*> m_contextPool;
+
+private:
+    struct CTagAttribute
+    {
+        std::string strName;
+        std::string strNamespace;
+        std::string strValue;
+    };
+    // The attributes of the open start tag; entries past the count keep their storage.
+    std::vector<CTagAttribute> m_tagAttributes;
+    size_t m_nTagAttributes = 0;
 };
 
 // Namespaces every writer knows.

@@ -191,6 +191,12 @@ TEST(EngineRead, RoundTripPseudoElementsPutTheirAttributesOnTheEnclosingTag)
     EXPECT_EQ("<groupDoc xmlns=\"urn:kr:test\"><street>a</street><city>b</city><p>x</p><street>c</street>"
               "<city>d</city><street>e</street><city>f</city></groupDoc>",
               Write(sp));
+    // Every item of the repeated group holds the enclosing element's attribute too: it goes on
+    // the tag once.
+    ExpectRoundTrip<CGroupDoc>(
+        Doc("groupDoc", " zone='z'", "<street>a</street><city>b</city><p>x</p><street>c</street><city>d</city>"),
+        "<groupDoc xmlns=\"urn:kr:test\" zone=\"z\"><street>a</street><city>b</city><p>x</p><street>c</street>"
+        "<city>d</city></groupDoc>");
 }
 
 TEST(EngineRead, RoundTripTypedCollectionsOfEveryKind)

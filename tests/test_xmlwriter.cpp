@@ -51,6 +51,22 @@ TEST(XmlTextWriter, WorkedExampleByteForByte)
               f.Text());
 }
 
+TEST(XmlTextWriter, AnAttributeRepeatedOnOneTagIsWrittenOnceAndADifferentValueIsRefused)
+{
+    WriterFixture f(XmlEncoding_UTF8, false);
+    f.writer.StartElement("a", "");
+    f.writer.WriteAttribute("x", "", "1", ItemType_string);
+    f.writer.WriteAttribute("x", "", "1", ItemType_string);
+    f.writer.WriteAttribute("x", "urn:n", "1", ItemType_string);  // another attribute
+    EXPECT_KR_THROW(f.writer.WriteAttribute("x", "", "2", ItemType_string), CKrException,
+                    "The attribute [x] is written twice on one element, as [1] and as [2]");
+    f.writer.StartElement("b", "");
+    f.writer.WriteAttribute("x", "", "2", ItemType_string);  // a new tag starts afresh
+    f.writer.EndElement();
+    f.writer.EndElement();
+    EXPECT_EQ("<a x=\"1\" xmlns:AA=\"urn:n\" AA:x=\"1\"><b x=\"2\"/></a>", f.Text());
+}
+
 TEST(XmlTextWriter, DeclarationFollowsTheStreamEncodingAndAlwaysEndsTheLine)
 {
     const struct
