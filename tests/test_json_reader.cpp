@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -545,6 +546,21 @@ TEST(JsonReader, UntypedElementReadsThroughItsOwnRoads)
     EXPECT_EQ("", sp->GetText());
     EXPECT_EQ("<AA:r xmlns:AA=\"urn:p\" a=\"1\"><c>x</c><c b=\"2\">y</c></AA:r>",
               sp->ToXml(false, false, EOLType_LF, CSerializationContext()));
+    const std::string strExpected = sp->ToXml(false, false, EOLType_LF, CSerializationContext());
+    const std::string strFile = TempPath("untyped.json");
+    WriteFileBytes(strFile, kJson);
+    std::vector<unsigned short> wide(kJson, kJson + sizeof(kJson));
+    std::vector<std::function<void(CElement*)>> roads = {
+        [&](CElement* p) { p->FromJsonFile(strFile.c_str(), CSerializationContext()); },
+        [&](CElement* p) { p->FromJson(wide.data(), CSerializationContext()); },
+        [&](CElement* p) { p->FromJsonStream(CBinaryData(kJson), CSerializationContext()); },
+    };
+    for (auto& road : roads)
+    {
+        CSmartPtr<CElement> spOther(new CElement(""));
+        road(spOther);
+        EXPECT_EQ(strExpected, spOther->ToXml(false, false, EOLType_LF, CSerializationContext()));
+    }
     // A restriction the document breaks is the element's own refusal.
     CSmartPtr<CElement> spOnly(new CElement("r", "urn:q"));
     EXPECT_THROW(spOnly->FromJson(kJson, CSerializationContext()), CKrException);
