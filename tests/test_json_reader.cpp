@@ -343,6 +343,18 @@ TEST(JsonReader, LoadersCheckTheirInput)
     EXPECT_EQ(kDecl + "<r>1</r>", Text(doc.LoadJsonFile(strFile.c_str())));
 }
 
+TEST(JsonReader, EscapesAndBytesComeInTheLocalCodePage)
+{
+    SetLocalCharEncoding(1252);
+    CSmartPtr<CElement> sp(new CElement(""));
+    sp->FromJson("{\"r\": \"\\u00e9\\u20AC\\ud83d\\ude00\xE9\"}", CSerializationContext());
+    EXPECT_EQ("\xE9\x80?\xE9", sp->GetText());
+    const std::string strBytes = "{\"r\": \"\xC3\xA9\xE2\x82\xAC\"}";
+    sp->FromJsonStream(CBinaryData(strBytes.c_str()), CSerializationContext());
+    EXPECT_EQ("\xE9\x80", sp->GetText());
+    SetLocalCharEncoding(0);
+}
+
 TEST(JsonReader, EveryTruncationParsesOrFailsCleanly)
 {
     const std::string strJson =
