@@ -258,7 +258,7 @@ const char kAttributeValueMessage[] = "Failed to convert value '%s' to Attribute
 CJsonReaderToXmlHandler::CJsonReaderToXmlHandler(CXmlTextWriter* pWriter, JsonRoundTrip eRoundTrip,
                                                  IErrorPathProvider* pErrorPath)
     : m_pWriter(pWriter), m_eRoundTrip(eRoundTrip), m_pErrorPath(pErrorPath), m_nElements(0), m_nArrays(0),
-      m_bAttribute(false), m_bText(false), m_bOpenPending(false)
+      m_bAttribute(false), m_bText(false), m_bOpenPending(false), m_bTextValueDue(false)
 {
 }
 
@@ -315,7 +315,7 @@ void CJsonReaderToXmlHandler::StartDocument()
     m_nElements = 0;
     m_nArrays = 0;
     m_strName.clear();
-    m_bAttribute = m_bText = m_bOpenPending = false;
+    m_bAttribute = m_bText = m_bOpenPending = m_bTextValueDue = false;
     m_pWriter->WriteXmlDeclaration();
 }
 
@@ -332,6 +332,7 @@ void CJsonReaderToXmlHandler::Name(const std::string& name)
             // The text of the element whose object this is; a name still pending (an empty
             // array's) has nothing to do with it.
             m_bText = true;
+            m_bTextValueDue = true;
             m_bAttribute = false;
             m_bOpenPending = false;
             return;
@@ -352,6 +353,7 @@ void CJsonReaderToXmlHandler::Name(const std::string& name)
 
 void CJsonReaderToXmlHandler::WriteValue(const std::string* pValue)
 {
+    m_bTextValueDue = false;
     static const std::string s_strNull = "null";
     const std::string& strShown = pValue ? *pValue : s_strNull;
     if (m_bAttribute)
@@ -420,8 +422,18 @@ void CJsonReaderToXmlHandler::Null()
     WriteValue(nullptr);
 }
 
+void CJsonReaderToXmlHandler::RefuseStructuredValue()
+{
+    // An attribute and an element's text hold text alone.
+    if (m_bAttribute)
+        throw CKrValidationException("JSON Attribute has an object or array value.", ErrorPath());
+    if (m_bTextValueDue)
+        throw CKrValidationException("JSON Text has an object or array value.", ErrorPath());
+}
+
 void CJsonReaderToXmlHandler::StartObject()
 {
+    RefuseStructuredValue();
     OpenDueElement();
 }
 
@@ -438,6 +450,7 @@ void CJsonReaderToXmlHandler::EndObject()
 
 void CJsonReaderToXmlHandler::StartArray()
 {
+    RefuseStructuredValue();
     if (m_strName.empty())
         throw CKrValidationException("JSON Array has no Name.", ErrorPath());
     if (m_nArrays == m_arrayStack.size())

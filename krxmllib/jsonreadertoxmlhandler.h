@@ -86,7 +86,7 @@ private:
 // Writes the events as XML on a text writer. Element and attribute names go out as they stand
 // (a prefix is part of the name, "@xmlns:p" members declare it), except that a name holding a
 // character that would change the markup around it (blank, control, < > & " ' = / ? !) is
-// refused.
+// refused, and so is an object or array as the value of an "@" or "#text" member.
 class KRXML_API CJsonReaderToXmlHandler : public IJsonReaderHandler
 {
 public:
@@ -113,6 +113,7 @@ private:
     // lpValue null: a null value, which writes nothing.
     void WriteValue(const std::string* pValue);
     std::string ErrorPath() const;
+    void RefuseStructuredValue();
 
     CXmlTextWriter* m_pWriter;
     JsonRoundTrip m_eRoundTrip;
@@ -129,7 +130,15 @@ private:
     // m_strName is a member whose element isn't started yet: it starts with the first thing
     // its value holds, so that an empty array leaves nothing behind.
     bool m_bOpenPending;
+    // A "#text" member's value is yet to come.
+    bool m_bTextValueDue;
 };
+
+// Converts JSON text in the local code page to XML text, returned as UTF-8 bytes with a
+// declaration, elements written without line ends or indentation. The options come from
+// ctx.GetJsonContext(). Syntax failures raise CKrValidationException with line, position and
+// JSON path; what can't map to XML raises as the handler above says.
+KRXML_API CBinaryData JsonToXml(const std::string& json, const CSerializationContext& ctx);
 
 } // namespace KrXmlLib16
 

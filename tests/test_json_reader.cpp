@@ -226,7 +226,8 @@ TEST(JsonReader, MappingToXml)
         {"{\"r\":{\"x\":{\"@a\":\"1\"},\"@b\":null}}", RoundTripFull, "", "<r><x a=\"1\"/></r>"},
         {"{\"r\":{\"@a\":\"1\",\"#text\":\"t\"}}", RoundTripAttributes, "", "<r a=\"1\">t</r>"},
         {"{\"r\":{\"@a\":\"1\",\"#text\":\"t\"}}", RoundTripNone, "", "<r><@a>1</@a><#text>t</#text></r>"},
-        {"{\"r\":{\"#text\":\"t\",\"s\":1}}", RoundTripFull, "", "<r>t</r><s>1</s>"},
+        {"{\"r\":{\"@a\":{\"#text\":[]}}}", RoundTripNone, "", "<r><@a/></r>"},
+        {"{\"r\":{\"#text\":\"t\",\"s\":{}}}", RoundTripFull, "", "<r>t</r><s/>"},
         {"{\"r\":{\"a\":\"x\\ny\",\"b\":{\"c\":1},\"#text\":\" t \"}}", RoundTripFull, "",
          "<r><a>x\ny</a><b><c>1</c></b> t </r>"},
         // An empty array is a member with nothing in it: no element.
@@ -275,6 +276,9 @@ TEST(JsonReader, MappingFailures)
         {"{\"r\":{\"@x=\\\"1\\\" y\":\"2\"}}", RoundTripFull,
          {State, "Failed to convert name 'x=\"1\" y' to Attribute name in XML.", ""}},
         {"{\"r\":{\"@\":\"2\"}}", RoundTripFull, {State, "Failed to convert name '' to Attribute name in XML.", ""}},
+        {"{\"r\":{\"@a\":{}}}", RoundTripFull, {Val, "JSON Attribute has an object or array value.", "$.r.@a"}},
+        {"{\"r\":{\"@a\":[1]}}", RoundTripAttributes, {Val, "JSON Attribute has an object or array value.", "$.r"}},
+        {"{\"r\":{\"#text\":{\"x\":1}}}", RoundTripFull, {Val, "JSON Text has an object or array value.", "$.r.#text"}},
     };
     for (const auto& c : cases)
     {
