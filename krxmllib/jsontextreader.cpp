@@ -233,9 +233,7 @@ void CJsonTextReader::ParseValue(int nDepth)
     case '"':
         ParseString();
         m_pHandler->String(m_strToken);
-        // A huge value's storage isn't kept for the rest of the parse.
-        if (m_strToken.capacity() > kKeptTokenCapacity)
-            std::string().swap(m_strToken);
+        ReleaseHugeToken();
         return;
     case 'n':
         ParseLiteral("ull", 3, "Unexpected End of File. Expected value 'NULL' at line %d, position %d.",
@@ -260,6 +258,14 @@ void CJsonTextReader::ParseValue(int nDepth)
                    "position %d.");
     ParseNumber();
     m_pHandler->Number(m_strToken);
+    ReleaseHugeToken();
+}
+
+void CJsonTextReader::ReleaseHugeToken()
+{
+    // A huge value's storage isn't kept for the rest of the parse.
+    if (m_strToken.capacity() > kKeptTokenCapacity)
+        std::string().swap(m_strToken);
 }
 
 void CJsonTextReader::ParseObject(int nDepth)
@@ -274,6 +280,7 @@ void CJsonTextReader::ParseObject(int nDepth)
                 RaiseFound("Expected quotation mark character '\"' before Name, found '%c' at line %d, position %d.");
             ParseString();
             m_pHandler->Name(m_strToken);
+            ReleaseHugeToken();
             if (m_bEof)
                 RaiseAt("Unexpected End of File. Expected Object Name/Value separator character ':' at line %d, "
                         "position %d.");

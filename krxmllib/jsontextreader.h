@@ -82,6 +82,7 @@ private:
     void ParseLiteral(const char* lpRest, int nRest, const char* lpCutOff, const char* lpMisspelled);
     void AppendDigits();
     void AppendCodePoint(uint32_t uCodePoint);
+    void ReleaseHugeToken();
 
     // The failures: a message with line and position, or with the current character first.
     [[noreturn]] void Raise(const std::string& strMessage);
