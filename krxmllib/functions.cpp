@@ -94,6 +94,9 @@ std::string FormatString(const char* lpFormat, ...)
 
 void DebugTrace(const char* lpFormat, ...)
 {
+    // Nobody listens by default: tracing then costs a test, not a formatting.
+    if (!Platform::HasDebugSink())
+        return;
     const int kBufSize = 1024 * 32;
     std::vector<char> buf(kBufSize);
     std::string strScratch;

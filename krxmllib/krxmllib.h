@@ -23,6 +23,8 @@
 #include "functions.h"
 #include "itemtype.h"
 #include "jsoncontext.h"
+#include "jsonreadertoxmlhandler.h"
+#include "jsontextreader.h"
 #include "jsontextwriter.h"
 #include "krcriticalsection.h"
 #include "krexception.h"

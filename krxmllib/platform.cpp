@@ -34,6 +34,11 @@ void DebugOutput(const char* lpText)
     g_pfnDebugSink.load()(lpText);
 }
 
+bool HasDebugSink()
+{
+    return g_pfnDebugSink.load(std::memory_order_relaxed) != &DiscardDebugText;
+}
+
 // ---- files ---------------------------------------------------------------------------------
 
 uint32_t OpenFileForRead(const char* lpFileName, FileHandle& hFile)

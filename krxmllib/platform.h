@@ -21,6 +21,8 @@ namespace Platform {
 typedef void (*DebugSink)(const char* lpText);
 DebugSink SetDebugSink(DebugSink pfnSink);  // returns the previous sink; null restores the default
 void DebugOutput(const char* lpText);
+// False while the default sink discards everything, so that a caller can skip formatting.
+bool HasDebugSink();
 
 // ---- files ---------------------------------------------------------------------------------
 

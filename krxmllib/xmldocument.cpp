@@ -4,8 +4,10 @@
 #include <cstring>
 #include <new>
 
+#include "encoder.h"
 #include "expatreader.h"
 #include "functions.h"
+#include "jsonreadertoxmlhandler.h"
 #include "krexception.h"
 #include "nodepool.h"
 #include "platform.h"
@@ -216,6 +218,12 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
 void CXmlDocument::Load(const char* lpFileName)
 {
     Cleanup();
+    ReadFileToBuffer(lpFileName);
+    Parse();
+}
+
+void CXmlDocument::ReadFileToBuffer(const char* lpFileName)
+{
     const char* lpName = lpFileName ? lpFileName : "";
     Platform::FileHandle hFile;
     uint32_t dwError = Platform::OpenFileForRead(lpName, hFile);
@@ -236,7 +244,6 @@ void CXmlDocument::Load(const char* lpFileName)
     if (dwError || dwRead != dwSize)
         throw CKrException(FormatString("Failed to read the contents of the file [%s] Error [0x%08x]", lpName,
                                         dwError ? dwError : 0x26u /* reached the end early */));
-    Parse();
 }
 
 void CXmlDocument::Parse()
@@ -259,6 +266,135 @@ void CXmlDocument::ParseXmlText(const unsigned char* pData, uint32_t dwLen)
         reader.SetSliceLength(256 * 1024);
     reader.Init();
     reader.Parse(pData, dwLen, true);
+}
+
+// ---- JSON ----
+
+namespace {
+
+// Line and position (the byte's place on its line, from 1) of an offset in a text, as the
+// JSON parser counts them.
+void LineAndPosition(const char* pText, size_t nOffset, int& nLine, int& nPosition)
+{
+    nLine = 1;
+    size_t nLineStart = 0;
+    for (size_t i = 0; i < nOffset; ++i)
+        if (pText[i] == '\n')
+        {
+            ++nLine;
+            nLineStart = i + 1;
+        }
+    nPosition = static_cast<int>(nOffset - nLineStart + 1);
+}
+
+// Refuses text that isn't valid in the code page, rather than let the conversion replace what
+// it can't read.
+void CheckEncoding(unsigned int uCodePage, const char* pText, size_t nLen)
+{
+    size_t nValid = Platform::ValidLocalPrefix(uCodePage, pText, nLen);
+    if (nValid == nLen)
+        return;
+    int nLine, nPosition;
+    LineAndPosition(pText, nValid, nLine, nPosition);
+    throw CKrException(FormatString(Platform::IsUtf8CodePage(uCodePage)
+                                        ? "Invalid UTF-8 byte sequence at line %d, position %d."
+                                        : "Invalid character for the local code page at line %d, position %d.",
+                                    nLine, nPosition));
+}
+
+const unsigned int kUtf8CodePage = 65001;
+
+} // namespace
+
+CBinaryData CXmlDocument::LoadJson(const char* lpJson)
+{
+    Cleanup();
+    size_t nLen = lpJson ? std::strlen(lpJson) : 0;
+    if (nLen == 0)
+        throw CKrException("JSON String is empty!");
+    // Under ASCIIOnly local text is bytes as they come, and the XML parser judges them.
+    if (!g_bASCIIOnly)
+        CheckEncoding(g_uLocalCodePage, lpJson, nLen);
+    return ParseJsonText(std::string(lpJson, nLen));
+}
+
+CBinaryData CXmlDocument::LoadJson(const unsigned short* lpJson)
+{
+    Cleanup();
+    size_t nUnits = 0;
+    if (lpJson)
+        while (lpJson[nUnits])
+            ++nUnits;
+    if (nUnits == 0)
+        throw CKrException("JSON String is empty!");
+    // A byte order mark is the encoding's, not the text's.
+    const unsigned short* pText = lpJson;
+    if (pText[0] == 0xFEFF)
+    {
+        ++pText;
+        --nUnits;
+    }
+    if (nUnits > 0x7FFFFFFF)
+        throw CKrException("JSON String is too long");
+    // A surrogate without its partner is no character: refused rather than replaced.
+    int nLine = 1;
+    size_t nLineStart = 0;
+    for (size_t i = 0; i < nUnits; ++i)
+    {
+        unsigned short u = pText[i];
+        if (u == '\n')
+        {
+            ++nLine;
+            nLineStart = i + 1;
+        }
+        else if (u >= 0xD800 && u <= 0xDBFF && i + 1 < nUnits && pText[i + 1] >= 0xDC00 && pText[i + 1] <= 0xDFFF)
+            ++i;
+        else if (u >= 0xD800 && u <= 0xDFFF)
+            throw CKrException(FormatString("Invalid UTF-16 text: unpaired surrogate at line %d, position %d.", nLine,
+                                            static_cast<int>(i - nLineStart + 1)));
+    }
+    return ParseJsonText(WideToLocal(pText, static_cast<int>(nUnits)));
+}
+
+CBinaryData CXmlDocument::LoadJsonStream(unsigned char* const pData, uint32_t dwLen)
+{
+    Cleanup();
+    if (dwLen == 0 || !pData)
+        throw CKrException("JSON Stream is empty!");
+    TakeBuffer(pData, dwLen);
+    return ParseJson();
+}
+
+CBinaryData CXmlDocument::LoadJsonFile(const char* lpFileName)
+{
+    Cleanup();
+    ReadFileToBuffer(lpFileName);
+    return ParseJson();
+}
+
+CBinaryData CXmlDocument::ParseJsonText(const std::string& strJson)
+{
+    return JsonToXml(strJson, *m_pContext);
+}
+
+CBinaryData CXmlDocument::ParseJson()
+{
+    const char* pText = reinterpret_cast<const char*>(m_pBuffer);
+    size_t nLen = m_dwBufferLen;
+    if (nLen >= 3 && m_pBuffer[0] == 0xEF && m_pBuffer[1] == 0xBB && m_pBuffer[2] == 0xBF)
+    {
+        pText += 3;
+        nLen -= 3;
+    }
+    // Checked whatever the local code page: the bytes are declared UTF-8.
+    CheckEncoding(kUtf8CodePage, pText, nLen);
+    std::string strJson;
+    Utf8ToLocal(strJson, pText, nLen);
+    // The bytes are done with; the text and its XML are what the conversion needs.
+    delete[] m_pBuffer;
+    m_pBuffer = nullptr;
+    m_dwBufferLen = 0;
+    return ParseJsonText(strJson);
 }
 
 // ---- namespaces ----

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "binarydata.h"
 #include "krxmlexport.h"
 #include "memoryleakhelp.h"
 #include "xmlelement.h"
@@ -54,6 +55,16 @@ public:
     // Parses the caller's bytes where they lie, keeping no copy; for a receiver that takes
     // its own copies of what it keeps (see SetContentSink).
     void ParseInPlace(const unsigned char* pData, uint32_t dwLen);
+
+    // JSON converted to XML text, which is returned as UTF-8 bytes for the caller to read; the
+    // tree stays empty. Text given as a string is in the local code page (the 16-bit form in
+    // UTF-16, a leading byte order mark skipped); bytes and files are UTF-8, with or without
+    // a byte order mark. Empty input raises "JSON String is empty!" or "JSON Stream is
+    // empty!"; text that isn't valid in its encoding is refused with its line and position.
+    CBinaryData LoadJson(const char* lpJson);
+    CBinaryData LoadJson(const unsigned short* lpJson);
+    CBinaryData LoadJsonStream(unsigned char* const pData, uint32_t dwLen);
+    CBinaryData LoadJsonFile(const char* lpFileName);
 
     // The URI of a prefix seen in the document, or an empty string.
     std::string LookupNamespaceFromAlias(const char* lpAlias) const;
@@ -96,6 +107,11 @@ private:
 
     void Init(ElementEndCallback pfnElementEnd, const CSerializationContext& ctx);
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
+    // Reads the whole file into m_pBuffer.
+    void ReadFileToBuffer(const char* lpFileName);
+    // JSON in the local code page, and JSON as the bytes of m_pBuffer, to XML text.
+    CBinaryData ParseJsonText(const std::string& strJson);
+    CBinaryData ParseJson();
     // Runs the XML text parser over the bytes, as the one and final piece, into the receiver.
     void ParseXmlText(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;

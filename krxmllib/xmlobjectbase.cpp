@@ -3,8 +3,10 @@
 #include "binarydata.h"
 #include "element.h"
 #include "binarystream.h"
+#include "encoder.h"
 #include "functions.h"
 #include "jsontextwriter.h"
+#include "jsoncontext.h"
 #include "krexception.h"
 #include "textstream.h"
 #include "xmldocument.h"
@@ -77,6 +79,85 @@ void CXmlObjectBase::FromXmlElement(const CXmlElement* pElement, const CSerializ
         throw CKrInvalidParamException("The element to read from is NULL");
     CXmlElement* pSource = const_cast<CXmlElement*>(pElement);
     FromXml_Int(pSource, pSource->GetFirstElement(), ctx, false);
+}
+
+// ---- reading JSON ----
+// JSON becomes XML text first, and that text is read as a stream, by the virtual FromXmlStream
+// so that a class with roads of its own (CElement) reads it its way.
+
+void CXmlObjectBase::FromJson(const char* lpJson, const CSerializationContext& ctx)
+{
+    CBinaryData data;
+    {
+        CXmlDocument doc(ctx);
+        data = doc.LoadJson(lpJson);
+    }
+    FromJson_Int(data, ctx);
+}
+
+void CXmlObjectBase::FromJson(const unsigned short* lpJson, const CSerializationContext& ctx)
+{
+    CBinaryData data;
+    {
+        CXmlDocument doc(ctx);
+        data = doc.LoadJson(lpJson);
+    }
+    FromJson_Int(data, ctx);
+}
+
+void CXmlObjectBase::FromJsonStream(unsigned char* const pData, uint32_t dwLen, const CSerializationContext& ctx)
+{
+    CBinaryData data;
+    {
+        CXmlDocument doc(ctx);
+        data = doc.LoadJsonStream(pData, dwLen);
+    }
+    FromJson_Int(data, ctx);
+}
+
+void CXmlObjectBase::FromJsonStream(const CBinaryData& data, const CSerializationContext& ctx)
+{
+    FromJsonStream(data.GetData(), data.GetLength(), ctx);
+}
+
+void CXmlObjectBase::FromJsonFile(const char* lpFileName, const CSerializationContext& ctx)
+{
+    CBinaryData data;
+    {
+        CXmlDocument doc(ctx);
+        data = doc.LoadJsonFile(lpFileName);
+    }
+    FromJson_Int(data, ctx);
+}
+
+void CXmlObjectBase::FromJson_Int(const CBinaryData& data, const CSerializationContext& ctx)
+{
+    // Without the full round trip the JSON carries no namespaces, so names match by their local
+    // part. The context is changed for the length of the call only, and restored however the
+    // call ends; one that already ignores namespaces is left alone.
+    struct IgnoreNamespacesScope
+    {
+        CSerializationContext* pContext = nullptr;
+        ~IgnoreNamespacesScope()
+        {
+            if (pContext)
+                pContext->SetIgnoreNamespaces(false);
+        }
+    } scope;
+    if (ctx.GetJsonContext().GetSupportRoundtrip() != RoundTripFull && !ctx.GetIgnoreNamespaces())
+    {
+        scope.pContext = const_cast<CSerializationContext*>(&ctx);
+        scope.pContext->SetIgnoreNamespaces(true);
+    }
+    try
+    {
+        FromXmlStream(data, ctx);
+    }
+    catch (const CKrException& e)
+    {
+        std::string strXml = Utf8ToLocal(reinterpret_cast<const char*>(data.GetData()), data.GetLength());
+        throw CKrException(FormatString("Error converting JSON to XML:\n%s", strXml.c_str()), e);
+    }
 }
 
 // ---- writing XML text ----
@@ -220,31 +301,6 @@ CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl, const CSerializationC
 {
     ThrowRoadMissing("ToFastInfosetStream");
     return CBinaryData();
-}
-
-void CXmlObjectBase::FromJsonFile(const char*, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromJsonFile");
-}
-
-void CXmlObjectBase::FromJson(const unsigned short*, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromJson");
-}
-
-void CXmlObjectBase::FromJson(const char*, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromJson");
-}
-
-void CXmlObjectBase::FromJsonStream(const CBinaryData&, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromJsonStream");
-}
-
-void CXmlObjectBase::FromJsonStream(unsigned char* const, uint32_t, const CSerializationContext&)
-{
-    ThrowRoadMissing("FromJsonStream");
 }
 
 

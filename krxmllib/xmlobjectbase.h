@@ -206,6 +206,8 @@ private:
     // Shared tail of every byte and file reader: the document is loaded, the tree walked.
     template <typename LoadFn>
     void ReadThroughDocument(const CSerializationContext& ctx, LoadFn load);
+    // Reads the XML text that JSON was converted to; a failure is wrapped with that text.
+    void FromJson_Int(const CBinaryData& data, const CSerializationContext& ctx);
 
     std::string m_strElementName;
     CRefCount m_refCount;

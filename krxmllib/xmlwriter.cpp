@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cassert>
+#include <functional>
+#include <string_view>
 #include <vector>
 
 #include "functions.h"
@@ -19,7 +21,7 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
     : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
       m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
       m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
-      m_pMapStorage(nullptr), m_nChildNames(0)
+      m_pMapStorage(nullptr), m_nChildNames(0), m_bNameIndexInUse(false)
 {
     try
     {
@@ -43,7 +45,7 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
     : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
       m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
       m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
-      m_pMapStorage(nullptr), m_nChildNames(0)
+      m_pMapStorage(nullptr), m_nChildNames(0), m_bNameIndexInUse(false)
 {
     try
     {
@@ -92,7 +94,7 @@ void CXmlWriter::CXmlWriterContext::Reset(const std::string& strName, const std:
     m_bInheritsScope = true;
     m_bOwnsMap = false;
     m_nPosition = 0;
-    m_nChildNames = 0;
+    ClearChildNames();
 }
 
 void CXmlWriter::CXmlWriterContext::ResetRoot(const std::string& strName, const std::string& strNamespace,
@@ -117,7 +119,7 @@ void CXmlWriter::CXmlWriterContext::ResetRoot(const std::string& strName, const 
     m_bInheritsScope = false;
     m_bOwnsMap = true;
     m_nPosition = 0;
-    m_nChildNames = 0;
+    ClearChildNames();
 }
 
 const std::string& CXmlWriter::CXmlWriterContext::GetNamespaceMapValue(const std::string& strNamespace) const
@@ -155,21 +157,98 @@ void CXmlWriter::CXmlWriterContext::SetDefaultNamespace(const std::string& strNa
     m_strDefaultNamespace = strNamespace;
 }
 
+namespace {
+
+// Linear search serves up to this many distinct names; an index takes over beyond.
+const size_t kLinearChildNames = 16;
+// An index larger than this isn't kept for the next element at the same depth.
+const size_t kKeptNameIndex = 1024;
+
+size_t HashChildName(const std::string& strPrefix, const std::string& strName)
+{
+    size_t h = std::hash<std::string_view>()(std::string_view(strName));
+    if (!strPrefix.empty())
+        h ^= std::hash<std::string_view>()(std::string_view(strPrefix)) * 31 + 0x9E3779B9u;
+    return h;
+}
+
+} // namespace
+
+void CXmlWriter::CXmlWriterContext::ClearChildNames()
+{
+    m_nChildNames = 0;
+    if (!m_bNameIndexInUse)
+        return;
+    m_bNameIndexInUse = false;
+    if (m_nameIndex.size() > kKeptNameIndex)
+        std::vector<uint32_t>().swap(m_nameIndex);
+    else
+        std::fill(m_nameIndex.begin(), m_nameIndex.end(), 0u);
+}
+
+size_t CXmlWriter::CXmlWriterContext::FindChildName(const std::string& strPrefix, const std::string& strName) const
+{
+    if (!m_bNameIndexInUse)
+    {
+        // From the last name backwards: a run of one name, the common repeat, is found at once.
+        for (size_t i = m_nChildNames; i-- > 0;)
+        {
+            const ChildName& child = m_childNames[i];
+            if (child.strName == strName && child.strPrefix == strPrefix)
+                return i;
+        }
+        return m_nChildNames;
+    }
+    size_t nMask = m_nameIndex.size() - 1;
+    for (size_t h = HashChildName(strPrefix, strName) & nMask;; h = (h + 1) & nMask)
+    {
+        uint32_t uEntry = m_nameIndex[h];
+        if (uEntry == 0)
+            return m_nChildNames;
+        const ChildName& child = m_childNames[uEntry - 1];
+        if (child.strName == strName && child.strPrefix == strPrefix)
+            return uEntry - 1;
+    }
+}
+
+void CXmlWriter::CXmlWriterContext::IndexChildName(size_t nPosition)
+{
+    // At most half full, so that probes stay short and always end.
+    size_t nNeeded = 2 * (m_nChildNames + 1);
+    if (!m_bNameIndexInUse || nNeeded > m_nameIndex.size())
+    {
+        // A new table, or the kept one, which is empty while not in use.
+        if (nNeeded > m_nameIndex.size())
+        {
+            size_t nSize = 64;
+            while (nSize < 2 * nNeeded)
+                nSize *= 2;
+            std::vector<uint32_t>(nSize, 0u).swap(m_nameIndex);
+        }
+        m_bNameIndexInUse = true;
+        for (size_t i = 0; i < m_nChildNames; ++i)
+            IndexChildName(i);
+    }
+    size_t nMask = m_nameIndex.size() - 1;
+    size_t h = HashChildName(m_childNames[nPosition].strPrefix, m_childNames[nPosition].strName) & nMask;
+    while (m_nameIndex[h] != 0)
+        h = (h + 1) & nMask;
+    m_nameIndex[h] = static_cast<uint32_t>(nPosition + 1);
+}
+
 uint32_t CXmlWriter::CXmlWriterContext::CountChild(const std::string& strPrefix, const std::string& strName)
 {
-    // From the last name backwards: a run of one name, the common repeat, is found at once.
-    for (size_t i = m_nChildNames; i-- > 0;)
-    {
-        ChildName& child = m_childNames[i];
-        if (child.strName == strName && child.strPrefix == strPrefix)
-            return ++child.nCount;
-    }
+    size_t i = FindChildName(strPrefix, strName);
+    if (i < m_nChildNames)
+        return ++m_childNames[i].nCount;
     if (m_nChildNames == m_childNames.size())
         m_childNames.emplace_back();
     ChildName& child = m_childNames[m_nChildNames];
     child.strPrefix.assign(strPrefix);
     child.strName.assign(strName);
     child.nCount = 1;
+    if (m_bNameIndexInUse || m_nChildNames + 1 > kLinearChildNames)
+        IndexChildName(m_nChildNames);
     ++m_nChildNames;
     return 1;
 }

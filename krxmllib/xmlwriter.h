@@ -98,6 +98,15 @@ public:
         };
         std::vector<ChildName> m_childNames;
         size_t m_nChildNames;
+        // Past a few names, a hash index over them (entry: position + 1, 0 for none; the size a
+        // power of two), so that an element with very many distinct child names isn't searched
+        // linearly for each child. Kept across resets while small.
+        std::vector<uint32_t> m_nameIndex;
+        bool m_bNameIndexInUse;
+
+        size_t FindChildName(const std::string& strPrefix, const std::string& strName) const;
+        void IndexChildName(size_t nPosition);
+        void ClearChildNames();
     };
 
     virtual ~CXmlWriter();

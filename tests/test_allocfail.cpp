@@ -350,6 +350,40 @@ private:
     CSmartPtr<CElement> m_spElement;
 };
 
+// JSON read into untyped content through its XML text, with enough distinct members for the
+// writer's name index, and a syntax failure that reports its path.
+class CJsonScenario : public IScenario
+{
+public:
+    CJsonScenario() : m_spElement(new CElement("")) {}
+    std::string Run() override
+    {
+        std::string strJson = "{\"p:r\": {\"@xmlns:p\": \"urn:p\", \"@a\": \"1 \\u00e9\", /* c */ \"x\": [1, "
+                              "{\"@n\": true, \"#text\": \"t\\n\"}, null], \"f\": [], \"e\": {}";
+        for (int i = 0; i < 20; ++i)
+            strJson += ", \"m" + std::to_string(i) + "\": -1.5e3";
+        strJson += "}}";
+        CSerializationContext ctx;
+        m_spElement->GetAttributes()->Clear();
+        m_spElement->GetChildElements()->Clear();
+        m_spElement->SetText("");
+        m_spElement->FromJson(strJson.c_str(), ctx);
+        std::string strOut = m_spElement->ToXml(false, false, EOLType_LF, ctx);
+        try
+        {
+            m_spElement->FromJson("{\"a\": {\"b\": [{\"c\": tru}]}}", ctx);
+        }
+        catch (const CKrValidationException& e)
+        {
+            strOut += e.GetFullMessage();
+        }
+        return strOut;
+    }
+
+private:
+    CSmartPtr<CElement> m_spElement;
+};
+
 // The writer's calls directly: namespaces declared on the way, attributes, comments, a
 // refused character and going on after it.
 class CWriterScenario : public IScenario
@@ -466,6 +500,11 @@ TEST(AllocationFailure, TreeFromUtf16Bytes)
 TEST(AllocationFailure, UntypedContentReadCopiedAndWritten)
 {
     Print("untyped content", FailEachAllocation([] { return std::make_unique<CUntypedScenario>(); }));
+}
+
+TEST(AllocationFailure, JsonReadIntoUntypedContent)
+{
+    Print("JSON into untyped content", FailEachAllocation([] { return std::make_unique<CJsonScenario>(); }));
 }
 
 TEST(AllocationFailure, WriterCalls)

@@ -171,6 +171,46 @@ TEST_F(Krxml, FailuresAndUsage)
     EXPECT_EQ(0u, help.strOut.find("usage: krxml convert INPUT"));
 }
 
+TEST_F(Krxml, ReadsJsonInput)
+{
+    const std::string strExpected = "<order xmlns=\"urn:o\" id=\"7\"><item>a</item><item>b</item><note/></order>";
+    // Told by its first byte that isn't blank, behind a byte order mark, from a file or standard input.
+    std::string strIn = TempPath("in.json");
+    WriteFileBytes(strIn, "\xEF\xBB\xBF \n {\"order\": {\"@xmlns\": \"urn:o\", \"@id\": 7, \"item\": [\"a\", \"b\"], "
+                          "\"note\": null, \"none\": []}}");
+    for (const std::string& strArgs : {"convert " + strIn, std::string("convert - "), std::string("convert --from json -")})
+    {
+        ToolRun run = RunTool(strArgs + " --no-format --no-declaration", strIn);
+        EXPECT_EQ(0, run.iExit) << strArgs << run.strErr;
+        EXPECT_EQ(strExpected, run.strOut) << strArgs;
+    }
+    // Text that starts otherwise is read as JSON only when told.
+    WriteFileBytes(strIn, "/* c */ [1, 2]");
+    EXPECT_EQ("krxml: error: not well-formed (invalid token) at line 1\n", RunTool("convert " + strIn).strErr);
+    ToolRun wrapped = RunTool("convert --from json --root-name r --no-format --no-declaration -", strIn);
+    EXPECT_EQ(1, wrapped.iExit);
+    EXPECT_EQ("krxml: error: Error converting JSON to XML:\n<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r>1</r><r>2</r>\n"
+              "junk after document element at line 2\n",
+              wrapped.strErr);
+    WriteFileBytes(strIn, "[\"x\"]");
+    ToolRun single = RunTool("convert " + strIn + " --root-name r --no-format --no-declaration");
+    EXPECT_EQ("<r>x</r>", single.strOut) << single.strErr;
+
+    WriteFileBytes(strIn, "{\"a\": {\"b\": [{\"c\": tru}]}}");
+    ToolRun bad = RunTool("convert " + strIn);
+    EXPECT_EQ(1, bad.iExit);
+    EXPECT_EQ("krxml: error: Expected 'true' at line 1, position 23.\nPath: $.a.b[0].c\n", bad.strErr);
+    WriteFileBytes(strIn, "{\"a\": \"\xFF\"}");
+    EXPECT_EQ("krxml: error: Invalid UTF-8 byte sequence at line 1, position 8.\n", RunTool("convert " + strIn).strErr);
+
+    for (const char* lpArgs : {"convert a --from yaml", "convert a --root-name", "convert a --root-name ''"})
+    {
+        ToolRun usage = RunTool(lpArgs);
+        EXPECT_EQ(2, usage.iExit) << lpArgs;
+        EXPECT_NE(std::string::npos, usage.strErr.find("usage: krxml convert")) << lpArgs;
+    }
+}
+
 TEST_F(Krxml, DeepDocumentThroughStandardInput)
 {
     const int kDepth = 200000;

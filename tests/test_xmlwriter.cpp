@@ -265,6 +265,23 @@ const RefusalCase kRefusals[] = {
          w.StartElement("r", ""); w.StartElement("a", ""); Items(w, 3); w.EndElement();
          w.StartElement("a", ""); TextElement(w, "item", "\x07");
      }, kBell, "/r/a[2]/item"},
+    // Past a few distinct names the counts are kept in an index, which starts again with the
+    // next element at the same depth.
+    {"a repeat after many distinct names", [](CXmlTextWriter& w) {
+         w.StartElement("r", "");
+         for (int i = 0; i < 40; ++i)
+             Leaf(w, ("n" + std::to_string(i)).c_str());
+         Leaf(w, "n7", "urn:p"); TextElement(w, "n7", "\x07");
+     }, kBell, "/r/n7[2]"},
+    {"many distinct names in the next parent", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); w.StartElement("a", "");
+         for (int i = 0; i < 40; ++i)
+             Leaf(w, ("n" + std::to_string(i)).c_str());
+         w.EndElement(); w.StartElement("a", "");
+         for (int i = 0; i < 20; ++i)
+             Leaf(w, ("n" + std::to_string(i)).c_str());
+         TextElement(w, "n5", "\x07");
+     }, kBell, "/r/a[2]/n5[2]"},
     {"prefixes as written, and names of other prefixes apart", [](CXmlTextWriter& w) {
          w.StartElement("r", ""); Leaf(w, "n", "urn:p"); Leaf(w, "n"); w.StartElement("n", "urn:p");
          w.WriteElementText("\x07", ItemType_string, false);

@@ -21,11 +21,16 @@ const char kUsage[] =
     "usage: krxml convert INPUT [-o OUTPUT] [options]\n"
     "       krxml --help\n"
     "\n"
-    "Reads any well-formed XML document (INPUT, or - for standard input) into the library's\n"
-    "untyped content and writes it again, as XML or JSON (to OUTPUT, or to standard output).\n"
+    "Reads any well-formed XML document or JSON text (INPUT, or - for standard input) into the\n"
+    "library's untyped content and writes it again, as XML or JSON (to OUTPUT, or to standard\n"
+    "output).\n"
     "\n"
     "options:\n"
     "  -o, --output FILE       write to FILE instead of standard output\n"
+    "  --from json|xml         input format; by default JSON if the first byte that isn't\n"
+    "                          blank is '{' or '[' (behind a UTF-8 byte order mark), else XML\n"
+    "  --root-name NAME        JSON input: wrap what is read in an element NAME, for JSON\n"
+    "                          that isn't an object with one member (the root element)\n"
     "  --to xml|json           output format (default: xml)\n"
     "  --json-mode MODE        how much of the XML shape JSON output keeps (default: full):\n"
     "                            none        element and attribute names alone; attributes\n"
@@ -53,12 +58,26 @@ const char kUsage[] =
     "text is a member with that text as a string; one with attributes or children is an\n"
     "object; consecutive elements of one name are an array; an empty element is \"\".\n"
     "\n"
+    "JSON input is UTF-8 and maps to XML as the library writes it: each member is an element,\n"
+    "\"@name\" members are attributes (\"@xmlns\", \"@xmlns:p\" declare namespaces), \"#text\" is\n"
+    "the text of its element, an array repeats its member's element, and null, {} and [] hold\n"
+    "nothing. Comments (/* */ and //) are skipped.\n"
+    "\n"
     "exit codes: 0 success, 1 the input or output was refused (message on standard error),\n"
     "            2 usage error\n";
+
+enum class InputFormat
+{
+    Detect,
+    Xml,
+    Json
+};
 
 struct Options
 {
     std::string strInput;
+    InputFormat eFrom = InputFormat::Detect;
+    std::string strRootName;  // JSON input only
     std::string strOutput;  // empty: standard output
     bool bJson = false;
     JsonRoundTrip eJsonMode = RoundTripFull;
@@ -93,6 +112,22 @@ Options ParseArguments(int argc, char** argv)
         };
         if (strArg == "-o" || strArg == "--output")
             opt.strOutput = value("a file name");
+        else if (strArg == "--from")
+        {
+            std::string strFormat = value("a format");
+            if (strFormat == "json")
+                opt.eFrom = InputFormat::Json;
+            else if (strFormat == "xml")
+                opt.eFrom = InputFormat::Xml;
+            else
+                throw UsageError{"unknown input format '" + strFormat + "' (json or xml)"};
+        }
+        else if (strArg == "--root-name")
+        {
+            opt.strRootName = value("an element name");
+            if (opt.strRootName.empty())
+                throw UsageError{"--root-name needs an element name"};
+        }
         else if (strArg == "--to")
         {
             std::string strFormat = value("a format");
@@ -261,21 +296,91 @@ void DropIndentation(CElement* pRoot)
     }
 }
 
+// JSON starts with an object or an array; XML with '<', a declaration or a byte order mark of
+// its own. Blanks and a UTF-8 byte order mark in front are passed over.
+bool LooksLikeJson(const unsigned char* p, size_t n)
+{
+    size_t i = n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF ? 3 : 0;
+    while (i < n && (p[i] == ' ' || p[i] == '\t' || p[i] == '\r' || p[i] == '\n'))
+        ++i;
+    return i < n && (p[i] == '{' || p[i] == '[');
+}
+
+// Tells the format of a file by its first byte that isn't blank, as LooksLikeJson does.
+bool FileLooksLikeJson(const std::string& strFile)
+{
+    std::FILE* f = std::fopen(strFile.c_str(), "rb");
+    if (!f)
+        return false;  // the library's loader reports the file
+    unsigned char head[3];
+    size_t n = std::fread(head, 1, sizeof(head), f);
+    bool bJson = LooksLikeJson(head, n);
+    if (!bJson && n == sizeof(head))
+    {
+        // Only blanks so far (behind a byte order mark, perhaps): read on to the first other byte.
+        size_t nStart = head[0] == 0xEF && head[1] == 0xBB && head[2] == 0xBF ? 3 : 0;
+        bool bBlank = true;
+        for (size_t i = nStart; i < n; ++i)
+            bBlank = bBlank && std::strchr(" \t\r\n", head[i]) && head[i];
+        int c;
+        while (bBlank && (c = std::fgetc(f)) != EOF)
+            if (!std::strchr(" \t\r\n", c) || c == 0)
+            {
+                bJson = c == '{' || c == '[';
+                break;
+            }
+    }
+    std::fclose(f);
+    return bJson;
+}
+
+// Reads the input into the document's tree: XML as it stands, JSON through the XML text it maps
+// to.
+void LoadInput(const Options& opt, CXmlDocument& doc)
+{
+    std::vector<unsigned char> bytes;
+    bool bStdin = opt.strInput == "-";
+    if (bStdin)
+    {
+        bytes = ReadStandardInput();
+        if (bytes.size() > 0xFFFFFFFFu)
+            throw CKrException("Standard input is larger than 4 GB");
+    }
+    bool bJson = opt.eFrom == InputFormat::Json;
+    if (opt.eFrom == InputFormat::Detect)
+        bJson = bStdin ? LooksLikeJson(bytes.data(), bytes.size()) : FileLooksLikeJson(opt.strInput);
+    if (!bJson)
+    {
+        if (bStdin)
+            doc.LoadXmlStream(bytes.data(), static_cast<uint32_t>(bytes.size()));
+        else
+            doc.Load(opt.strInput.c_str());
+        return;
+    }
+    CBinaryData xml = bStdin ? doc.LoadJsonStream(bytes.data(), static_cast<uint32_t>(bytes.size()))
+                             : doc.LoadJsonFile(opt.strInput.c_str());
+    try
+    {
+        doc.LoadXmlStream(xml.GetData(), xml.GetLength());
+    }
+    catch (const CKrException& e)
+    {
+        // Two root members, say: the XML that the JSON became is what the message is about.
+        throw CKrException(FormatString("Error converting JSON to XML:\n%s",
+                                        Utf8ToLocal(reinterpret_cast<const char*>(xml.GetData()), xml.GetLength()).c_str()),
+                           e);
+    }
+}
+
 int Convert(const Options& opt)
 {
     CSerializationContext ctx;
     ctx.SetIndentChars(opt.strIndent.c_str());
+    if (!opt.strRootName.empty())
+        ctx.GetJsonContext().SetRootElementName(opt.strRootName.c_str());
 
     CXmlDocument doc(ctx);
-    if (opt.strInput == "-")
-    {
-        std::vector<unsigned char> bytes = ReadStandardInput();
-        if (bytes.size() > 0xFFFFFFFFu)
-            throw CKrException("Standard input is larger than 4 GB");
-        doc.LoadXmlStream(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    }
-    else
-        doc.Load(opt.strInput.c_str());
+    LoadInput(opt, doc);
     TakeNamespacesOfTheInput(doc, ctx);
     if (opt.bJson && opt.eJsonMode == RoundTripFull)
         AliasEveryNamespace(doc, ctx);
