@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace KrXmlLib16 {
 
@@ -45,6 +46,14 @@ public:
     {
         if (T* p = m_p.exchange(nullptr, std::memory_order_acq_rel))
             m_pfnDelete(p);
+    }
+
+    // Exchanges the objects of two holders (for assignment by copy and swap).
+    void Swap(CLazyPtr& other) noexcept
+    {
+        T* p = m_p.exchange(other.m_p.load(std::memory_order_acquire), std::memory_order_acq_rel);
+        other.m_p.store(p, std::memory_order_release);
+        std::swap(m_pfnDelete, other.m_pfnDelete);
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "serializationcontext.h"
 
 #include "attribute.h"
+#include "fastinfosetcontext.h"
 #include "functions.h"
 #include "krexception.h"
 
@@ -93,6 +94,8 @@ CSerializationContext::CSerializationContext(const CSerializationContext& other)
       m_bStripCDATA(other.m_bStripCDATA),
       m_strIndentChars(other.m_strIndentChars)
 {
+    if (const CFastInfosetContext* pFI = other.m_pFIContext.Get())
+        m_pFIContext.GetOrMake([pFI] { return std::unique_ptr<CFastInfosetContext>(new CFastInfosetContext(*pFI)); });
 }
 
 CSerializationContext& CSerializationContext::operator=(const CSerializationContext& other)
@@ -117,11 +120,17 @@ CSerializationContext& CSerializationContext::operator=(const CSerializationCont
         m_bWriteDefaultElementValues = copy.m_bWriteDefaultElementValues;
         m_bStripCDATA = copy.m_bStripCDATA;
         m_strIndentChars.swap(copy.m_strIndentChars);
+        m_pFIContext.Swap(copy.m_pFIContext);
     }
     return *this;
 }
 
 CSerializationContext::~CSerializationContext() = default;
+
+CFastInfosetContext& CSerializationContext::GetFIContext() const
+{
+    return m_pFIContext.GetOrMake([] { return std::unique_ptr<CFastInfosetContext>(new CFastInfosetContext); });
+}
 
 CSmartPtr<CAttributeCol> CSerializationContext::GetAdditionalRootAttributes() const
 {

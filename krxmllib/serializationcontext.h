@@ -57,6 +57,10 @@ public:
     CSerializationContext& operator=(const CSerializationContext& other);
     virtual ~CSerializationContext();
 
+    // The options of Fast Infoset writing and reading, made at first use (also on a const
+    // context).
+    CFastInfosetContext& GetFIContext() const;
+
     // The process-wide context with all defaults; used where a call gives none.
     static CSerializationContext& GetDefaultContext();
 
