@@ -23,6 +23,7 @@
 #include "fastinfosetcontext.h"
 #include "fastinfosettypedvalues.h"
 #include "fastinfosetvocabulary.h"
+#include "fastinfosetwriter.h"
 #include "functions.h"
 #include "itemtype.h"
 #include "krcriticalsection.h"

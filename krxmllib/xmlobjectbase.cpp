@@ -1,8 +1,9 @@
 #include "xmlobjectbase.h"
 
 #include "binarydata.h"
-#include "element.h"
 #include "binarystream.h"
+#include "element.h"
+#include "fastinfosetwriter.h"
 #include "functions.h"
 #include "krexception.h"
 #include "textstream.h"
@@ -147,6 +148,34 @@ void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, b
     file.WriteToFile();
 }
 
+// ---- writing Fast Infoset ----
+
+CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl eDecl, const CSerializationContext& ctx,
+                                                CompressionType eCompression) const
+{
+    RefuseCompression(eCompression);
+    CBinaryStream stream;
+    CFastInfosetWriter writer(ctx.GetFIContext(), &stream);
+    writer.StartDocument();
+    writer.WriteHeader(eDecl);
+    std::string strNamespace = GetTargetNamespace();
+    ToXml_Int(&writer, true, strNamespace.c_str(), ctx, false);
+    writer.WriteFooter();
+    writer.EndDocument();
+    return stream.GetData();
+}
+
+void CXmlObjectBase::ToFastInfosetFile(const char* lpFileName, FInfoDecl eDecl, const CSerializationContext& ctx,
+                                       CompressionType eCompression) const
+{
+    if (eCompression == CompressionType_ZLib)
+        throw CKrException("ZLIB Compression only available for To Stream methods.");
+    CBinaryData data = ToFastInfosetStream(eDecl, ctx, eCompression);
+    // Binary output: no byte order mark.
+    CFileBinaryStream file(lpFileName, XmlEncoding_None, data);
+    file.WriteToFile();
+}
+
 // ---- roads whose format machinery comes later ----
 // Each raises until its writer or reader lands, so that a caller learns plainly which road is
 // missing instead of getting empty output.
@@ -154,11 +183,6 @@ void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, b
 static void ThrowRoadMissing(const char* lpRoad)
 {
     throw CKrException(std::string(lpRoad) + " is not available in this version of the library");
-}
-
-void CXmlObjectBase::ToFastInfosetFile(const char*, FInfoDecl, const CSerializationContext&, CompressionType) const
-{
-    ThrowRoadMissing("ToFastInfosetFile");
 }
 
 void CXmlObjectBase::ToJsonFile(const char*, bool, XmlEncoding, EOLType, const CSerializationContext&,
@@ -171,12 +195,6 @@ std::string CXmlObjectBase::ToJson(bool, EOLType, const CSerializationContext&) 
 {
     ThrowRoadMissing("ToJson");
     return std::string();
-}
-
-CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl, const CSerializationContext&, CompressionType) const
-{
-    ThrowRoadMissing("ToFastInfosetStream");
-    return CBinaryData();
 }
 
 CBinaryData CXmlObjectBase::ToJsonStream(bool, XmlEncoding, EOLType, const CSerializationContext&,
