@@ -26,7 +26,8 @@ const char kUsage[] =
     "\n"
     "options:\n"
     "  -o, --output FILE       write to FILE instead of standard output\n"
-    "  --to xml                output format (xml is the only one for now)\n"
+    "  --to xml|fi             output format: XML text (default) or Fast Infoset, the binary\n"
+    "                          XML of ITU-T X.891 (the options below are for XML text only)\n"
     "  --encoding ENC          utf-8 (default), utf-16, or utf-16-nodecl (UTF-16 without an\n"
     "                          encoding in the declaration); UTF-16 starts with a byte order mark\n"
     "  --no-format             no line breaks or indent between elements\n"
@@ -48,6 +49,7 @@ struct Options
 {
     std::string strInput;
     std::string strOutput;  // empty: standard output
+    bool bFastInfoset = false;
     XmlEncoding eEncoding = XmlEncoding_UTF8;
     bool bFormatted = true;
     std::string strIndent = "\t";
@@ -82,8 +84,9 @@ Options ParseArguments(int argc, char** argv)
         else if (strArg == "--to")
         {
             std::string strFormat = value("a format");
-            if (strFormat != "xml")
-                throw UsageError{"unknown output format '" + strFormat + "' (xml is supported)"};
+            if (strFormat != "xml" && strFormat != "fi")
+                throw UsageError{"unknown output format '" + strFormat + "' (xml or fi)"};
+            opt.bFastInfoset = strFormat == "fi";
         }
         else if (strArg == "--encoding")
         {
@@ -178,6 +181,13 @@ void TakeNamespacesOfTheInput(const CXmlDocument& doc, CSerializationContext& ct
         ctx.SetDefaultNamespaceURI(strDefault.c_str());
 }
 
+void WriteToStandardOutput(const CBinaryData& data, bool bByteOrderMark)
+{
+    if ((bByteOrderMark && std::fwrite("\xFF\xFE", 1, 2, stdout) != 2) ||
+        std::fwrite(data.GetData(), 1, data.GetLength(), stdout) != data.GetLength() || std::fflush(stdout) != 0)
+        throw CKrException(FormatString("Failed to write to standard output Error [0x%08x]", static_cast<unsigned>(errno)));
+}
+
 // Whitespace-only text of an element with children is the input's indentation.
 void DropIndentation(CElement* pRoot)
 {
@@ -219,6 +229,14 @@ int Convert(const Options& opt)
     if (!opt.bKeepWhitespace)
         DropIndentation(spRoot);
 
+    if (opt.bFastInfoset)
+    {
+        if (!opt.strOutput.empty())
+            spRoot->ToFastInfosetFile(opt.strOutput.c_str(), FInfoDecl_None, ctx, CompressionType_None);
+        else
+            WriteToStandardOutput(spRoot->ToFastInfosetStream(FInfoDecl_None, ctx, CompressionType_None), false);
+        return 0;
+    }
     if (!opt.strOutput.empty())
     {
         spRoot->ToXmlFile(opt.strOutput.c_str(), opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
@@ -228,10 +246,7 @@ int Convert(const Options& opt)
     CBinaryData data = spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
                                            CompressionType_None);
     // The same bytes as a file would get: UTF-16 starts with its byte order mark.
-    bool bBom = opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl;
-    if ((bBom && std::fwrite("\xFF\xFE", 1, 2, stdout) != 2) ||
-        std::fwrite(data.GetData(), 1, data.GetLength(), stdout) != data.GetLength() || std::fflush(stdout) != 0)
-        throw CKrException(FormatString("Failed to write to standard output Error [0x%08x]", static_cast<unsigned>(errno)));
+    WriteToStandardOutput(data, opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl);
     return 0;
 }
 
