@@ -1,10 +1,74 @@
 #include "fastinfosetvocabulary.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include "xmlwriter.h"
 
 namespace KrXmlLib16 {
+
+// ---- IndexMap ----
+
+uint32_t CFIVocabulary::IndexMap::Hash(const std::string& strKey)
+{
+    // FNV-1a, folded so that the low bits, which pick the slot, see all of it.
+    uint32_t h = 2166136261u;
+    for (char c : strKey)
+        h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+    return h ^ (h >> 15);
+}
+
+const CFIVocabulary::IndexMap::Slot& CFIVocabulary::IndexMap::Probe(const std::string& strKey, uint32_t dwHash) const
+{
+    const size_t nMask = m_slots.size() - 1;
+    for (size_t i = dwHash & nMask;; i = (i + 1) & nMask)
+    {
+        const Slot& slot = m_slots[i];
+        if (slot.dwEntry == 0 || (slot.dwHash == dwHash && m_entries[slot.dwEntry - 1].first == strKey))
+            return slot;
+    }
+}
+
+const CFIVocabulary::IndexMap::value_type* CFIVocabulary::IndexMap::find(const std::string& strKey) const
+{
+    if (m_entries.empty())
+        return nullptr;
+    const Slot& slot = Probe(strKey, Hash(strKey));
+    return slot.dwEntry ? &m_entries[slot.dwEntry - 1] : nullptr;
+}
+
+bool CFIVocabulary::IndexMap::emplace(const std::string& strKey, uint32_t dwIndex)
+{
+    if (2 * (m_entries.size() + 1) > m_slots.size())
+        Grow();
+    uint32_t dwHash = Hash(strKey);
+    Slot& slot = const_cast<Slot&>(Probe(strKey, dwHash));
+    if (slot.dwEntry)
+        return false;
+    m_entries.emplace_back(strKey, dwIndex);
+    slot.dwHash = dwHash;
+    slot.dwEntry = static_cast<uint32_t>(m_entries.size());
+    return true;
+}
+
+void CFIVocabulary::IndexMap::Grow()
+{
+    std::vector<Slot> slots(m_slots.empty() ? 16 : 2 * m_slots.size(), Slot{0, 0});
+    const size_t nMask = slots.size() - 1;
+    for (const Slot& old : m_slots)
+    {
+        if (!old.dwEntry)
+            continue;
+        size_t i = old.dwHash & nMask;
+        while (slots[i].dwEntry)
+            i = (i + 1) & nMask;
+        slots[i] = old;
+    }
+    m_slots.swap(slots);
+}
+
+// ---- CFIVocabulary ----
 
 CFIVocabulary::CFIVocabulary()
 {
@@ -127,10 +191,10 @@ void CFIVocabulary::AddValueToMap(const std::string& value, IndexMap& map)
 
 bool CFIVocabulary::FindIndex(const IndexMap& map, const std::string& value, uint32_t& dwIndex) const
 {
-    IndexMap::const_iterator it = map.find(value);
-    if (it == map.end())
+    const IndexMap::value_type* pEntry = map.find(value);
+    if (!pEntry)
         return false;
-    dwIndex = it->second;
+    dwIndex = pEntry->second;
     return true;
 }
 
@@ -152,9 +216,15 @@ bool CFIVocabulary::FindLocalNameIndex(const std::string& value, uint32_t& dwInd
 void CFIVocabulary::Dump()
 {
     auto dumpMap = [](const char* lpTitle, const IndexMap& map) {
-        std::printf("%s", lpTitle);
+        std::vector<const IndexMap::value_type*> entries;
+        entries.reserve(map.size());
         for (const IndexMap::value_type& entry : map)
-            std::printf("%s, %d\n", entry.first.c_str(), static_cast<int>(entry.second));
+            entries.push_back(&entry);
+        std::sort(entries.begin(), entries.end(),
+                  [](const IndexMap::value_type* a, const IndexMap::value_type* b) { return a->first < b->first; });
+        std::printf("%s", lpTitle);
+        for (const IndexMap::value_type* pEntry : entries)
+            std::printf("%s, %d\n", pEntry->first.c_str(), static_cast<int>(pEntry->second));
     };
     std::printf("\n** Dumping FI Tables **\n\n");
     dumpMap("Attr Names\n", m_attributeNameIndices);

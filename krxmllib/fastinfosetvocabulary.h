@@ -10,8 +10,8 @@
 #define KRXMLLIB_FASTINFOSETVOCABULARY_H
 
 #include <cstdint>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "krxmlexport.h"
@@ -28,7 +28,37 @@ public:
     // Indices are 1-based; 0 means none. A table holds at most this many entries.
     static constexpr uint32_t kMaxTableSize = 1u << 20;
 
-    typedef std::map<std::string, uint32_t> IndexMap;
+    // Text to index, for the writing direction, which looks up a name for every element and a
+    // value for every short one. Open addressing over a compact slot array, the entries in one
+    // vector in the order they came: a lookup touches a slot and an entry, and a short key
+    // needs no allocation of its own. Only Dump wants the keys in order, and sorts them.
+    class KRXML_API IndexMap
+    {
+    public:
+        typedef std::pair<std::string, uint32_t> value_type;
+
+        // The entry of the key, or null.
+        const value_type* find(const std::string& strKey) const;
+        // Enters the key with its index; a key that is there keeps its own, and false comes back.
+        bool emplace(const std::string& strKey, uint32_t dwIndex);
+        size_t size() const { return m_entries.size(); }
+        std::vector<value_type>::const_iterator begin() const { return m_entries.begin(); }
+        std::vector<value_type>::const_iterator end() const { return m_entries.end(); }
+
+    private:
+        struct Slot
+        {
+            uint32_t dwHash;
+            uint32_t dwEntry;  // position in m_entries plus 1; 0: empty
+        };
+        static uint32_t Hash(const std::string& strKey);
+        // The slot of the key, or the empty one where it would go.
+        const Slot& Probe(const std::string& strKey, uint32_t dwHash) const;
+        void Grow();
+
+        std::vector<Slot> m_slots;  // a power of two in size, at most half full
+        std::vector<value_type> m_entries;
+    };
 
     // A qualified name by the indices of its parts.
     class KRXML_API CQNameParts

@@ -29,24 +29,60 @@ const char* const kDeclarations[] = {
     "<?xml version='1.1' encoding='finf' standalone='no'?>",
 };
 
+// Equality of two short texts, such as names, without a call: eight bytes at a time, the
+// last word overlapping the one before.
+inline bool SameText(const std::string& a, const std::string& b)
+{
+    const size_t n = a.size();
+    if (n != b.size())
+        return false;
+    const char* p = a.data();
+    const char* q = b.data();
+    if (n >= 8)
+    {
+        uint64_t x, y;
+        for (size_t i = 0; i + 8 < n; i += 8)
+        {
+            std::memcpy(&x, p + i, 8);
+            std::memcpy(&y, q + i, 8);
+            if (x != y)
+                return false;
+        }
+        std::memcpy(&x, p + n - 8, 8);
+        std::memcpy(&y, q + n - 8, 8);
+        return x == y;
+    }
+    if (n >= 4)
+    {
+        uint32_t x1, y1, x2, y2;
+        std::memcpy(&x1, p, 4);
+        std::memcpy(&y1, q, 4);
+        std::memcpy(&x2, p + n - 4, 4);
+        std::memcpy(&y2, q + n - 4, 4);
+        return x1 == y1 && x2 == y2;
+    }
+    for (size_t i = 0; i < n; ++i)
+        if (p[i] != q[i])
+            return false;
+    return true;
+}
+
 const unsigned char kTerminator = 0xF0;
 const unsigned char kDoubleTerminator = 0xFF;
 
 // Restores where the writer's bytes go when a value written aside is done or fails.
+template <typename T>
 class CSinkSwitch
 {
 public:
-    CSinkSwitch(std::vector<unsigned char>*& pSink, std::vector<unsigned char>* pNew) : m_pSink(pSink), m_pOld(pSink)
-    {
-        pSink = pNew;
-    }
+    CSinkSwitch(T*& pSink, T* pNew) : m_pSink(pSink), m_pOld(pSink) { pSink = pNew; }
     ~CSinkSwitch() { m_pSink = m_pOld; }
     CSinkSwitch(const CSinkSwitch&) = delete;
     CSinkSwitch& operator=(const CSinkSwitch&) = delete;
 
 private:
-    std::vector<unsigned char>*& m_pSink;
-    std::vector<unsigned char>* m_pOld;
+    T*& m_pSink;
+    T* m_pOld;
 };
 
 } // namespace
@@ -59,25 +95,55 @@ CFastInfosetWriter::CFastInfosetWriter(CFastInfosetContext& ctx, CBinaryStream* 
       m_eDefaultDeclaration(Default_Inherited), m_nDeclarations(0), m_nAttributes(0)
 {
     assert(pStream != 0);
-    m_out.reserve(kFlushSize + 4096);
+    m_out.Reserve(kFlushSize + 4096);
 }
 
 CFastInfosetWriter::~CFastInfosetWriter() = default;
 
 // ---- bytes ----
 
+void CFastInfosetWriter::CByteBuffer::Grow(size_t nMore)
+{
+    size_t nNeed = m_nSize + nMore;
+    size_t nCapacity = m_nCapacity ? 2 * m_nCapacity : 256;
+    if (nCapacity < nNeed)
+        nCapacity = nNeed;
+    std::unique_ptr<unsigned char[]> pNew(new unsigned char[nCapacity]);
+    if (m_nSize)
+        std::memcpy(pNew.get(), m_pData.get(), m_nSize);
+    m_pData = std::move(pNew);
+    m_nCapacity = nCapacity;
+}
+
 void CFastInfosetWriter::FlushOutput()
 {
-    if (m_out.empty())
+    if (m_out.Size() == 0)
         return;
-    m_pStream->Write(m_out.data(), static_cast<uint32_t>(m_out.size()));
-    m_out.clear();
+    m_pStream->Write(m_out.Data(), static_cast<uint32_t>(m_out.Size()));
+    m_out.Truncate(0);
 }
 
 const unsigned char* CFastInfosetWriter::Utf8Of(const std::string& strText, uint32_t& dwLen)
 {
     if (strText.size() > 0xFFFFFFFFu)
         throw CKrException("The text is too large for a byte buffer of 4 GB");
+    // ASCII is its own UTF-8 in every local code page: eight bytes at a time.
+    const char* p = strText.data();
+    size_t n = strText.size(), i = 0;
+    uint64_t qwHigh = 0;
+    for (; i + 8 <= n; i += 8)
+    {
+        uint64_t w;
+        std::memcpy(&w, p + i, 8);
+        qwHigh |= w;
+    }
+    for (; i < n; ++i)
+        qwHigh |= static_cast<unsigned char>(p[i]);
+    if (!(qwHigh & 0x8080808080808080ull))
+    {
+        dwLen = static_cast<uint32_t>(n);
+        return reinterpret_cast<const unsigned char*>(p);
+    }
     CUtf8IdentityCheck check;
     check.Feed(strText.data(), strText.size());
     if (check.IsIdentity())
@@ -178,15 +244,15 @@ void CFastInfosetWriter::AppendIntegerBit4(unsigned char byCurrent, uint32_t dwV
 
 // ---- octet strings: the length, stored less its lower bound, then the bytes ----
 
-namespace {
-
-void PutLength32(std::vector<unsigned char>& out, uint32_t v)
+void CFastInfosetWriter::PutLength32(uint32_t v)
 {
-    out.push_back(static_cast<unsigned char>(v >> 24));
-    out.push_back(static_cast<unsigned char>(v >> 16));
-    out.push_back(static_cast<unsigned char>(v >> 8));
-    out.push_back(static_cast<unsigned char>(v));
+    Put(static_cast<unsigned char>(v >> 24));
+    Put(static_cast<unsigned char>(v >> 16));
+    Put(static_cast<unsigned char>(v >> 8));
+    Put(static_cast<unsigned char>(v));
 }
+
+namespace {
 
 [[noreturn]] void ThrowEmptyName()
 {
@@ -211,7 +277,7 @@ void CFastInfosetWriter::AppendOctetStringBit2(unsigned char byCurrent, const st
     else
     {
         Put(static_cast<unsigned char>(byCurrent | 0x60));
-        PutLength32(*m_pSink, dwLen - 321);
+        PutLength32(dwLen - 321);
     }
     PutBytes(p, dwLen);
 }
@@ -229,7 +295,7 @@ void CFastInfosetWriter::AppendOctetStringBit5(unsigned char byCurrent, const un
     else
     {
         Put(static_cast<unsigned char>(byCurrent | 0x0C));
-        PutLength32(*m_pSink, dwLen - 265);
+        PutLength32(dwLen - 265);
     }
     PutBytes(pData, dwLen);
 }
@@ -247,7 +313,7 @@ void CFastInfosetWriter::AppendOctetStringBit7(unsigned char byCurrent, const un
     else
     {
         Put(static_cast<unsigned char>(byCurrent | 0x03));
-        PutLength32(*m_pSink, dwLen - 259);
+        PutLength32(dwLen - 259);
     }
     PutBytes(pData, dwLen);
 }
@@ -412,13 +478,52 @@ bool CFastInfosetWriter::AppendNamespace(const std::string& strNamespace)
                                    &CFIVocabulary::AddNamespaceName);
 }
 
+CFastInfosetWriter::QNameCacheEntry* CFastInfosetWriter::CacheSet(QNameCacheEntry* pCache,
+                                                                  const std::string& strPrefix,
+                                                                  const std::string& strNamespace,
+                                                                  const std::string& strLocal)
+{
+    // A few characters of the local name and the lengths of all parts tell names apart well
+    // enough; a clash costs a lookup in the table, nothing more.
+    size_t n = strLocal.size();
+    size_t h = n * 13 + strNamespace.size() * 5 + strPrefix.size();
+    if (n)
+        h += static_cast<unsigned char>(strLocal[0]) * 31u + static_cast<unsigned char>(strLocal[n - 1]) * 7u +
+             static_cast<unsigned char>(strLocal[n / 2]);
+    return pCache + 2 * (h % kQNameCacheSets);
+}
+
 void CFastInfosetWriter::AppendQName(bool bElement, unsigned char byCurrent, const std::string& strPrefix,
                                      const std::string& strNamespace, const std::string& strLocal,
                                      CFIVocabulary::IndexMap& map)
 {
-    CFIVocabulary::MakeQNameKey(m_strKey, strPrefix, strNamespace, strLocal);
-    uint32_t dwIndex;
-    if (m_pVocabulary->FindIndex(map, m_strKey, dwIndex))
+    QNameCacheEntry* pSet =
+        CacheSet(bElement ? m_elementNameCache : m_attributeNameCache, strPrefix, strNamespace, strLocal);
+    auto matches = [&](const QNameCacheEntry& e) {
+        return e.dwIndex != 0 && SameText(e.strLocal, strLocal) && SameText(e.strNamespace, strNamespace) &&
+               SameText(e.strPrefix, strPrefix);
+    };
+    uint32_t dwIndex = 0;
+    bool bFound = true;
+    if (matches(pSet[0]))
+        dwIndex = pSet[0].dwIndex;
+    else if (matches(pSet[1]))
+        dwIndex = pSet[1].dwIndex;
+    else
+    {
+        CFIVocabulary::MakeQNameKey(m_strKey, strPrefix, strNamespace, strLocal);
+        bFound = m_pVocabulary->FindIndex(map, m_strKey, dwIndex);
+        if (bFound)
+        {
+            // An empty way first, else the one filled longer ago.
+            QNameCacheEntry& entry = pSet[0].dwIndex == 0 ? pSet[0] : pSet[1].dwIndex == 0 ? pSet[1] : pSet[m_nQNameCacheTurn++ & 1];
+            entry.strLocal.assign(strLocal);
+            entry.strNamespace.assign(strNamespace);
+            entry.strPrefix.assign(strPrefix);
+            entry.dwIndex = dwIndex;
+        }
+    }
+    if (bFound)
     {
         if (bElement)
             AppendIntegerBit3(byCurrent, dwIndex);
@@ -536,11 +641,11 @@ void CFastInfosetWriter::ResolvePendingName()
         return;
     CXmlWriterContext* pPending = m_pPendingContext;
     const std::string& strNamespace = pPending->m_strNamespace;
-    if (strNamespace.empty() || strNamespace == pPending->GetDefaultNamespace())
+    if (strNamespace.empty() || SameText(strNamespace, pPending->GetDefaultNamespace()))
     {
         // No prefix: the name stands in the default namespace that the document declares
         // for it, which an element below the root declares anew where it differs.
-        if (m_pContext && DeclaredDefaultAt(m_pContext->m_nDepth) != strNamespace)
+        if (m_pContext && !SameText(DeclaredDefaultAt(m_pContext->m_nDepth), strNamespace))
             m_eDefaultDeclaration = strNamespace.empty() ? Default_Undeclare : Default_Declare;
     }
     else
@@ -600,7 +705,7 @@ void CFastInfosetWriter::WriteStartTag()
     {
         const PendingAttribute& attr = m_attributes[i];
         AppendQNameBit2(0, attr.strPrefix, attr.strNamespace, attr.strName, m_pVocabulary->m_attributeNameIndices);
-        PutBytes(m_attributeValues.data() + attr.nValueStart, attr.nValueEnd - attr.nValueStart);
+        PutBytes(m_attributeValues.Data() + attr.nValueStart, attr.nValueEnd - attr.nValueStart);
     }
     pPending->m_bFIHeaderDone = m_nAttributes != 0;
 
@@ -619,13 +724,17 @@ void CFastInfosetWriter::WriteStartTag()
     else
         m_declaredDefaultOwner[nDepth] = bRoot ? -1 : m_declaredDefaultOwner[nDepth - 1];
 
+    // Positions among siblings make the text writer's error paths; this writer's messages have
+    // none, so the element isn't counted.
+    if (pPending->m_nPosition == 0)
+        pPending->m_nPosition = 1;
     PushContext(pPending);
     m_pPendingContext = nullptr;
     m_bPendingResolved = false;
     m_eDefaultDeclaration = Default_Inherited;
     m_nDeclarations = 0;
     m_nAttributes = 0;
-    m_attributeValues.clear();
+    m_attributeValues.Truncate(0);
 }
 
 void CFastInfosetWriter::CloseAttributes()
@@ -709,16 +818,16 @@ void CFastInfosetWriter::WriteAttribute(const std::string& strName, const std::s
     if (!strNamespace.empty())
         pPrefix = &PrefixInPendingScope(strNamespace);
 
-    size_t nStart = m_attributeValues.size();
+    size_t nStart = m_attributeValues.Size();
     try
     {
-        CSinkSwitch aside(m_pSink, &m_attributeValues);
+        CSinkSwitch<CByteBuffer> aside(m_pSink, &m_attributeValues);
         AppendAttributeValue(strValue, m_pVocabulary->m_attributeValueIndices, m_pFIContext->GetAttributeMaxAddLength(),
                              eType);
     }
     catch (...)
     {
-        m_attributeValues.resize(nStart);
+        m_attributeValues.Truncate(nStart);
         throw;
     }
     if (m_nAttributes == m_attributes.size())
@@ -731,7 +840,7 @@ void CFastInfosetWriter::WriteAttribute(const std::string& strName, const std::s
     else
         attr.strPrefix.clear();
     attr.nValueStart = nStart;
-    attr.nValueEnd = m_attributeValues.size();
+    attr.nValueEnd = m_attributeValues.Size();
 }
 
 void CFastInfosetWriter::WriteTypeAttribute(const std::string& strNamespace, const std::string& strTypeName,

@@ -17,6 +17,7 @@
 #define KRXMLLIB_FASTINFOSETWRITER_H
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,6 +63,44 @@ public:
     void WriteNilAttribute() override;
 
 private:
+    // Bytes that grow at the end and keep their memory when cleared: the output on its way to
+    // the stream, and attribute values set aside.
+    class CByteBuffer
+    {
+    public:
+        void Put(unsigned char b)
+        {
+            if (m_nSize == m_nCapacity)
+                Grow(1);
+            m_pData[m_nSize++] = b;
+        }
+        void Put(const unsigned char* p, size_t n)
+        {
+            if (n == 0)
+                return;
+            if (m_nCapacity - m_nSize < n)
+                Grow(n);
+            std::memcpy(m_pData.get() + m_nSize, p, n);
+            m_nSize += n;
+        }
+        const unsigned char* Data() const { return m_pData.get(); }
+        size_t Size() const { return m_nSize; }
+        // Drops bytes from the end.
+        void Truncate(size_t nSize) { m_nSize = nSize < m_nSize ? nSize : m_nSize; }
+        void Reserve(size_t nCapacity)
+        {
+            if (nCapacity > m_nCapacity)
+                Grow(nCapacity - m_nSize);
+        }
+
+    private:
+        void Grow(size_t nMore);
+
+        std::unique_ptr<unsigned char[]> m_pData;
+        size_t m_nSize = 0;
+        size_t m_nCapacity = 0;
+    };
+
     // An attribute of the element not written yet: its name is written with the element, its
     // value is encoded at once (so that a failing value fails at its own call) and kept.
     struct PendingAttribute
@@ -78,6 +117,19 @@ private:
         std::string strPrefix;
         std::string strNamespace;
     };
+    // A name looked up before, with its index: a document repeats few names many times, and a
+    // hit costs three short comparisons instead of a key to build and hash.
+    struct QNameCacheEntry
+    {
+        std::string strLocal;
+        std::string strNamespace;
+        std::string strPrefix;
+        uint32_t dwIndex = 0;  // 0: empty
+    };
+    // Two ways to a set, so that two names of one set don't evict each other in turn.
+    static constexpr size_t kQNameCacheSets = 64;
+    static QNameCacheEntry* CacheSet(QNameCacheEntry* pCache, const std::string& strPrefix,
+                                     const std::string& strNamespace, const std::string& strLocal);
     enum DefaultDeclaration
     {
         Default_Inherited,  // the default namespace in force is the element's
@@ -86,13 +138,14 @@ private:
     };
 
     // ---- bytes ----
-    void Put(unsigned char b) { m_pSink->push_back(b); }
-    void PutBytes(const unsigned char* p, size_t n) { m_pSink->insert(m_pSink->end(), p, p + n); }
+    void Put(unsigned char b) { m_pSink->Put(b); }
+    void PutBytes(const unsigned char* p, size_t n) { m_pSink->Put(p, n); }
+    void PutLength32(uint32_t v);
     // Hands the bytes gathered so far to the stream.
     void FlushOutput();
     void FlushOutputIfFull()
     {
-        if (m_out.size() >= kFlushSize)
+        if (m_out.Size() >= kFlushSize)
             FlushOutput();
     }
     // The UTF-8 form of local text: the text's own bytes where they are that form.
@@ -154,11 +207,14 @@ private:
     std::unique_ptr<CFIVocabulary> m_pVocabulary;
     bool m_bGeneratedVocabulary;
 
-    std::vector<unsigned char> m_out;  // bytes not yet in the stream
-    std::vector<unsigned char>* m_pSink;  // where Put writes: m_out, or m_attributeValues
+    CByteBuffer m_out;      // bytes not yet in the stream
+    CByteBuffer* m_pSink;   // where Put writes: m_out, or m_attributeValues
     std::string m_strKey;               // the key of the qualified name looked up last
     std::vector<unsigned char> m_encoded;  // typed bytes of the value written last
     CBinaryData m_utf8;                 // UTF-8 of text that isn't its own UTF-8 form
+    QNameCacheEntry m_elementNameCache[2 * kQNameCacheSets];
+    QNameCacheEntry m_attributeNameCache[2 * kQNameCacheSets];
+    unsigned m_nQNameCacheTurn = 0;  // which way of a full set takes a new name
 
     // The pending element.
     bool m_bPendingResolved;
@@ -167,7 +223,7 @@ private:
     size_t m_nDeclarations;
     std::vector<PendingAttribute> m_attributes;  // likewise
     size_t m_nAttributes;
-    std::vector<unsigned char> m_attributeValues;
+    CByteBuffer m_attributeValues;
 
     // The default namespace the document declares, by depth of the open elements: the depth
     // of the element that declared it, or -1 for the root's declaration; declared texts by
