@@ -14,7 +14,6 @@ using namespace KrXmlTest;
 
 namespace {
 
-const char* const kXsi = "http://www.w3.org/2001/XMLSchema-instance";
 const char* const kHead = "E0 00 00 01 00 ";
 
 // A writer on a memory stream; Out() finishes the document and gives its bytes in hex.
