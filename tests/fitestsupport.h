@@ -11,23 +11,23 @@
 
 namespace KrXmlTest {
 
-inline std::string Bytes(const std::string& strSpec)
+inline std::string Bytes(const std::string& strBytesText)
 {
     std::string strOut;
-    for (size_t i = 0; i < strSpec.size();)
+    for (size_t i = 0; i < strBytesText.size();)
     {
-        char c = strSpec[i];
+        char c = strBytesText[i];
         if (c == ' ')
             ++i;
         else if (c == '\'')
         {
-            size_t nEnd = strSpec.find('\'', i + 1);
-            strOut += strSpec.substr(i + 1, nEnd - i - 1);
+            size_t nEnd = strBytesText.find('\'', i + 1);
+            strOut += strBytesText.substr(i + 1, nEnd - i - 1);
             i = nEnd + 1;
         }
         else
         {
-            strOut += static_cast<char>(std::stoi(strSpec.substr(i, 2), nullptr, 16));
+            strOut += static_cast<char>(std::stoi(strBytesText.substr(i, 2), nullptr, 16));
             i += 2;
         }
     }
@@ -56,10 +56,10 @@ inline std::string Hex(const KrXmlLib16::CBinaryData& data)
     return Hex(std::string(reinterpret_cast<const char*>(data.GetData()), data.GetLength()));
 }
 
-// Hex of a spec, for comparison with Hex of output.
-inline std::string HexOf(const std::string& strSpec)
+// Hex of bytes written as above, for comparison with Hex of output.
+inline std::string HexOf(const std::string& strBytesText)
 {
-    return Hex(Bytes(strSpec));
+    return Hex(Bytes(strBytesText));
 }
 
 } // namespace KrXmlTest

@@ -24,9 +24,9 @@ std::string Encoded(uint32_t dwAlgorithm, const char* lpText)
     return Hex(data);
 }
 
-std::string Decoded(uint32_t dwAlgorithm, const std::string& strSpec)
+std::string Decoded(uint32_t dwAlgorithm, const std::string& strBytesText)
 {
-    std::string strBytes = Bytes(strSpec);
+    std::string strBytes = Bytes(strBytesText);
     CFastInfosetBinaryData data(reinterpret_cast<unsigned char*>(&strBytes[0]), static_cast<uint32_t>(strBytes.size()),
                                 false);
     return data.GetAsString(dwAlgorithm);
