@@ -1,6 +1,7 @@
 #include "serializationcontext.h"
 
 #include "attribute.h"
+#include "fastinfosetcontext.h"
 #include "functions.h"
 #include "jsoncontext.h"
 #include "krexception.h"
@@ -97,6 +98,8 @@ CSerializationContext::CSerializationContext(const CSerializationContext& other)
     // The sub-contexts are the copy's own.
     if (const CJsonContext* pJson = other.m_pJsonContext.Get())
         m_pJsonContext.GetOrMake([pJson] { return std::unique_ptr<CJsonContext>(new CJsonContext(*pJson)); });
+    if (const CFastInfosetContext* pFI = other.m_pFIContext.Get())
+        m_pFIContext.GetOrMake([pFI] { return std::unique_ptr<CFastInfosetContext>(new CFastInfosetContext(*pFI)); });
 }
 
 CSerializationContext& CSerializationContext::operator=(const CSerializationContext& other)
@@ -122,6 +125,7 @@ CSerializationContext& CSerializationContext::operator=(const CSerializationCont
         m_bStripCDATA = copy.m_bStripCDATA;
         m_strIndentChars.swap(copy.m_strIndentChars);
         m_pJsonContext.Swap(copy.m_pJsonContext);
+        m_pFIContext.Swap(copy.m_pFIContext);
     }
     return *this;
 }
@@ -131,6 +135,11 @@ CSerializationContext::~CSerializationContext() = default;
 CJsonContext& CSerializationContext::GetJsonContext() const
 {
     return m_pJsonContext.GetOrMake([] { return std::unique_ptr<CJsonContext>(new CJsonContext); });
+}
+
+CFastInfosetContext& CSerializationContext::GetFIContext() const
+{
+    return m_pFIContext.GetOrMake([] { return std::unique_ptr<CFastInfosetContext>(new CFastInfosetContext); });
 }
 
 CSmartPtr<CAttributeCol> CSerializationContext::GetAdditionalRootAttributes() const

@@ -59,6 +59,9 @@ public:
 
     // The options of JSON reading and writing, made at first use (also on a const context).
     CJsonContext& GetJsonContext() const;
+    // The options of Fast Infoset writing and reading, made at first use (also on a const
+    // context).
+    CFastInfosetContext& GetFIContext() const;
 
     // The process-wide context with all defaults; used where a call gives none.
     static CSerializationContext& GetDefaultContext();

@@ -27,7 +27,7 @@ enum CompressionType : int
 };
 
 // The XML declaration written in front of a Fast Infoset document.
-enum FInfoDecl
+enum FInfoDecl : int
 {
     FInfoDecl_None = 0,
     FInfoDecl_Encoding = 1,

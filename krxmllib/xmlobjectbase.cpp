@@ -1,9 +1,10 @@
 #include "xmlobjectbase.h"
 
 #include "binarydata.h"
-#include "element.h"
 #include "binarystream.h"
+#include "element.h"
 #include "encoder.h"
+#include "fastinfosetwriter.h"
 #include "functions.h"
 #include "jsontextwriter.h"
 #include "jsoncontext.h"
@@ -283,24 +284,32 @@ void CXmlObjectBase::ToJsonFile(const char* lpFileName, bool bFormatted, XmlEnco
     file.WriteToFile();
 }
 
-// ---- roads whose format machinery comes later ----
-// Each raises until its writer or reader lands, so that a caller learns plainly which road is
-// missing instead of getting empty output.
+// ---- writing Fast Infoset ----
 
-static void ThrowRoadMissing(const char* lpRoad)
+CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl eDecl, const CSerializationContext& ctx,
+                                                CompressionType eCompression) const
 {
-    throw CKrException(std::string(lpRoad) + " is not available in this version of the library");
+    RefuseCompression(eCompression);
+    CBinaryStream stream;
+    CFastInfosetWriter writer(ctx.GetFIContext(), &stream);
+    writer.StartDocument();
+    writer.WriteHeader(eDecl);
+    std::string strNamespace = GetTargetNamespace();
+    ToXml_Int(&writer, true, strNamespace.c_str(), ctx, false);
+    writer.WriteFooter();
+    writer.EndDocument();
+    return stream.GetData();
 }
 
-void CXmlObjectBase::ToFastInfosetFile(const char*, FInfoDecl, const CSerializationContext&, CompressionType) const
+void CXmlObjectBase::ToFastInfosetFile(const char* lpFileName, FInfoDecl eDecl, const CSerializationContext& ctx,
+                                       CompressionType eCompression) const
 {
-    ThrowRoadMissing("ToFastInfosetFile");
-}
-
-CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl, const CSerializationContext&, CompressionType) const
-{
-    ThrowRoadMissing("ToFastInfosetStream");
-    return CBinaryData();
+    if (eCompression == CompressionType_ZLib)
+        throw CKrException("ZLIB Compression only available for To Stream methods.");
+    CBinaryData data = ToFastInfosetStream(eDecl, ctx, eCompression);
+    // Binary output: no byte order mark.
+    CFileBinaryStream file(lpFileName, XmlEncoding_None, data);
+    file.WriteToFile();
 }
 
 

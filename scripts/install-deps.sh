@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages the build needs, if any are missing.
 #   install-deps.sh            what building the library, tools and sample needs
-#   install-deps.sh --tests    plus what the tests, benchmarks and the clang and fuzz build need
+#   install-deps.sh --tests    plus what the tests, benchmarks, the clang and fuzz build and the
+#                              Fast Infoset interop tests need
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libexpat1-dev libpcre2-dev zlib1g-dev)
 if [ "${1:-}" = "--tests" ]; then
   packages+=(libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libpugixml-dev libxml2-dev locales
              clang libclang-rt-14-dev binutils)
+  # The Fast Infoset interop tests read the library's output with an independent implementation
+  # (../shared/tools/fi-interop), which is compiled on first use: a JDK, not only a runtime.
+  packages+=(default-jdk-headless libfastinfoset-java)
 fi
 
 sudo_cmd=()

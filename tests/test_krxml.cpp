@@ -134,6 +134,17 @@ TEST_F(Krxml, OutputOptions)
     EXPECT_EQ("<r><s>x\ny</s></r>", fromStdin.strOut);
 }
 
+TEST_F(Krxml, FastInfosetToFileAndStandardOutput)
+{
+    std::string strIn = TempPath("fi.xml"), strOut = TempPath("out.finf");
+    WriteFileBytes(strIn, "<r xmlns='urn:a'>\n  <s>x</s>\n</r>");
+    const std::string strExpected("\xE0\0\0\x01\0\x38\xCD\x04urn:a\xF0\x3D\x81\0r\x3D\x81\0s\x90x\xFF\xF0", 26);
+    ToolRun toFile = RunTool("convert " + strIn + " --to fi -o " + strOut);
+    ASSERT_EQ(0, toFile.iExit) << toFile.strErr;
+    EXPECT_EQ(strExpected, ReadFileBytes(strOut));
+    EXPECT_EQ(strExpected, RunTool("convert - --to fi", strIn).strOut);
+}
+
 TEST_F(Krxml, FailuresAndUsage)
 {
     ToolRun missing = RunTool("convert " + TempPath("none.xml"));

@@ -31,7 +31,8 @@ const char kUsage[] =
     "                          blank is '{' or '[' (behind a UTF-8 byte order mark), else XML\n"
     "  --root-name NAME        JSON input: wrap what is read in an element NAME, for JSON\n"
     "                          that isn't an object with one member (the root element)\n"
-    "  --to xml|json           output format (default: xml)\n"
+    "  --to xml|json|fi        output format: XML text (default), JSON, or Fast Infoset, the\n"
+    "                          binary XML of ITU-T X.891\n"
     "  --json-mode MODE        how much of the XML shape JSON output keeps (default: full):\n"
     "                            none        element and attribute names alone; attributes\n"
     "                                        and children are members alike, text beside\n"
@@ -66,6 +67,13 @@ const char kUsage[] =
     "exit codes: 0 success, 1 the input or output was refused (message on standard error),\n"
     "            2 usage error\n";
 
+enum class OutputFormat
+{
+    Xml,
+    Json,
+    FastInfoset
+};
+
 enum class InputFormat
 {
     Detect,
@@ -79,7 +87,7 @@ struct Options
     InputFormat eFrom = InputFormat::Detect;
     std::string strRootName;  // JSON input only
     std::string strOutput;  // empty: standard output
-    bool bJson = false;
+    OutputFormat eTo = OutputFormat::Xml;
     JsonRoundTrip eJsonMode = RoundTripFull;
     XmlEncoding eEncoding = XmlEncoding_UTF8;
     bool bFormatted = true;
@@ -132,11 +140,13 @@ Options ParseArguments(int argc, char** argv)
         {
             std::string strFormat = value("a format");
             if (strFormat == "xml")
-                opt.bJson = false;
+                opt.eTo = OutputFormat::Xml;
             else if (strFormat == "json")
-                opt.bJson = true;
+                opt.eTo = OutputFormat::Json;
+            else if (strFormat == "fi")
+                opt.eTo = OutputFormat::FastInfoset;
             else
-                throw UsageError{"unknown output format '" + strFormat + "' (xml or json)"};
+                throw UsageError{"unknown output format '" + strFormat + "' (xml, json or fi)"};
         }
         else if (strArg == "--json-mode")
         {
@@ -277,6 +287,13 @@ void AliasEveryNamespace(const CXmlDocument& doc, CSerializationContext& ctx)
     }
 }
 
+void WriteToStandardOutput(const CBinaryData& data, bool bByteOrderMark)
+{
+    if ((bByteOrderMark && std::fwrite("\xFF\xFE", 1, 2, stdout) != 2) ||
+        std::fwrite(data.GetData(), 1, data.GetLength(), stdout) != data.GetLength() || std::fflush(stdout) != 0)
+        throw CKrException(FormatString("Failed to write to standard output Error [0x%08x]", static_cast<unsigned>(errno)));
+}
+
 // Whitespace-only text of an element with children is the input's indentation.
 void DropIndentation(CElement* pRoot)
 {
@@ -382,7 +399,7 @@ int Convert(const Options& opt)
     CXmlDocument doc(ctx);
     LoadInput(opt, doc);
     TakeNamespacesOfTheInput(doc, ctx);
-    if (opt.bJson && opt.eJsonMode == RoundTripFull)
+    if (opt.eTo == OutputFormat::Json && opt.eJsonMode == RoundTripFull)
         AliasEveryNamespace(doc, ctx);
 
     CSmartPtr<CElement> spRoot(new CElement(""));
@@ -391,9 +408,17 @@ int Convert(const Options& opt)
         DropIndentation(spRoot);
 
     ctx.GetJsonContext().SetSupportRoundtrip(opt.eJsonMode);
+    if (opt.eTo == OutputFormat::FastInfoset)
+    {
+        if (!opt.strOutput.empty())
+            spRoot->ToFastInfosetFile(opt.strOutput.c_str(), FInfoDecl_None, ctx, CompressionType_None);
+        else
+            WriteToStandardOutput(spRoot->ToFastInfosetStream(FInfoDecl_None, ctx, CompressionType_None), false);
+        return 0;
+    }
     if (!opt.strOutput.empty())
     {
-        if (opt.bJson)
+        if (opt.eTo == OutputFormat::Json)
             spRoot->ToJsonFile(opt.strOutput.c_str(), opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
                                CompressionType_None);
         else
@@ -401,15 +426,12 @@ int Convert(const Options& opt)
                               CompressionType_None);
         return 0;
     }
-    CBinaryData data =
-        opt.bJson ? spRoot->ToJsonStream(opt.bFormatted, opt.eEncoding, opt.eEol, ctx, CompressionType_None)
-                  : spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
-                                        CompressionType_None);
+    CBinaryData data = opt.eTo == OutputFormat::Json
+                           ? spRoot->ToJsonStream(opt.bFormatted, opt.eEncoding, opt.eEol, ctx, CompressionType_None)
+                           : spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
+                                                 CompressionType_None);
     // The same bytes as a file would get: UTF-16 starts with its byte order mark.
-    bool bBom = opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl;
-    if ((bBom && std::fwrite("\xFF\xFE", 1, 2, stdout) != 2) ||
-        std::fwrite(data.GetData(), 1, data.GetLength(), stdout) != data.GetLength() || std::fflush(stdout) != 0)
-        throw CKrException(FormatString("Failed to write to standard output Error [0x%08x]", static_cast<unsigned>(errno)));
+    WriteToStandardOutput(data, opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl);
     return 0;
 }
 
