@@ -813,6 +813,8 @@ void CFastInfosetWriter::WriteAttribute(const std::string& strName, const std::s
                                         const std::string& strValue, ItemType eType)
 {
     ElementTakingAttributes();
+    if (IsRepeatedAttribute(strName, strNamespace, strValue))
+        return;
     // The default namespace is no help to attributes: a namespace always takes a prefix.
     const std::string* pPrefix = nullptr;
     if (!strNamespace.empty())
