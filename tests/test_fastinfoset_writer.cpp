@@ -412,9 +412,14 @@ TEST(FastInfosetWriter, IndicesOfEveryWidthAndFullTables)
 
     CFastInfosetWriter& w = f.Start();
     w.StartElement(name(2080), "");  // element 2081
+    // One attribute per value width, each of its own name: a literal name, then the value.
+    std::string strAttribute = "a";
     for (uint32_t dwIndex : {1u, 64u, 65u, 8256u, 8257u, CFIVocabulary::kMaxTableSize})
-        w.WriteAttribute("a", "", name(dwIndex - 1), ItemType_string);
-    w.WriteAttribute("a", "", "new", ItemType_string);  // the table is full: no add bit
+    {
+        w.WriteAttribute(strAttribute, "", name(dwIndex - 1), ItemType_string);
+        ++strAttribute[0];
+    }
+    w.WriteAttribute(strAttribute, "", "new", ItemType_string);  // the table is full: no add bit
     for (uint32_t dwIndex : {1u, 16u, 17u, 1040u, 1041u, 263184u, 263185u})
         w.WriteElementText(name(dwIndex - 1), ItemType_string, false);
     for (uint32_t dwIndex : {1u, 32u, 33u, 2080u})
@@ -423,7 +428,8 @@ TEST(FastInfosetWriter, IndicesOfEveryWidthAndFullTables)
     std::string strOut = f.Out();
     std::string strBody = strOut.substr(strOut.find(HexOf("78 F0")));
     EXPECT_EQ(HexOf("78 F0 28 00 00 "
-                    "78 00 'a' 80 00 BF 00 C0 00 00 DF FF 00 E0 00 00 00 EF DF BF 00 02 'new' F0 "
+                    "78 00 'a' 80 78 00 'b' BF 78 00 'c' C0 00 78 00 'd' DF FF 78 00 'e' E0 00 00 78 00 'f' EF DF BF "
+                    "78 00 'g' 02 'new' F0 "
                     "A0 AF B0 00 B3 FF B4 00 00 B7 FF FF B8 00 00 00 "
                     "00 F0 1F F0 20 00 F0 27 FF FF F0"),
               strBody);
