@@ -1474,4 +1474,82 @@ void CBadGroupDoc::InvokeProperty(int iPropertyIndex, bool, KrVariant&)
     throw CKrInvalidParamException(FormatString("Unknown property index %d", iPropertyIndex));
 }
 
+// ---- sample documents ----
+
+namespace {
+
+template <typename T>
+CSmartPtr<KrXmlLib16::CXmlGeneratedClass> Make()
+{
+    return new T();
+}
+
+std::string SampleDoc(const std::string& strRoot, const std::string& strAttributes, const std::string& strBody)
+{
+    return "<" + strRoot +
+           " xmlns='urn:kr:test' xmlns:o='urn:kr:other' xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'" +
+           strAttributes + ">" + strBody + "</" + strRoot + ">";
+}
+
+} // namespace
+
+const std::vector<CSampleDocument>& SampleDocuments()
+{
+    static const std::vector<CSampleDocument> s_documents = {
+        {"sequence", &Make<CSeqDoc>,
+         SampleDoc("seqDoc", " ver='3' mode='red' rev='12' o:x='1'",
+                   "<id>5</id><label xsi:nil='true'/><num>1</num><num>2</num><color>green</color><shade/>"
+                   "<tone>red</tone><tone>blue</tone><point><x>1</x><y>2</y></point><voucher code='ABC'>12.50</voucher>"
+                   "<note lang='de'> 12 </note><note/><shape xsi:type='Circle' label='c'><radius>1.5</radius></shape>"
+                   "<spare xsi:type='Square'><side>2</side></spare><figure xsi:type='Circle'><radius>3</radius></figure>"
+                   "<figure xsi:type='Square'><side>4</side></figure><o:w a='1'>t<o:c/></o:w><extra><z/></extra>"
+                   "<o:v/><o:u/>"),
+         true},
+        {"sequence without nil", &Make<CSeqDoc>,
+         SampleDoc("seqDoc", " ver='3' o:x='1'",
+                   "<id>5</id><label>l</label><num>1</num><color>green</color><point><x>1</x></point>"
+                   "<voucher code='ABC'>12.50</voucher><shape xsi:type='Square'><side>2</side></shape>"
+                   "<figure xsi:type='Circle'><radius>3</radius></figure><o:w a='1'>t<o:c/></o:w><o:v/>"),
+         false},
+        {"all", &Make<CAllDoc>,
+         SampleDoc("allDoc", " kind='blue' via='v'",
+                   "<more>m1</more><o:w/><cash>3</cash><figure xsi:type='Circle'><radius>3</radius></figure>"
+                   "<shape xsi:type='Square'><side>4</side></shape><note>n</note><voucher code='XYZ'>1</voucher>"
+                   "<point xsi:nil='true'/><tone>green</tone><shade xsi:nil='1'/><num>7</num><label>l</label>"
+                   "<color>blue</color><id>9</id><extra/><more>m2</more><spare xsi:type='Circle'><radius>1</radius>"
+                   "</spare>"),
+         true},
+        {"all without nil", &Make<CAllDoc>,
+         SampleDoc("allDoc", " kind='green'",
+                   "<o:w/><shape xsi:type='Square'><side>4</side></shape><point><x>2</x></point><num>7</num>"
+                   "<color>red</color><id>9</id><more>m1</more>"),
+         false},
+        {"choice of a collection", &Make<CChoiceDoc>, SampleDoc("choiceDoc", "", "<num>1</num><num>2</num>"), false},
+        {"choice of a class", &Make<CChoiceDoc>, SampleDoc("choiceDoc", "", "<point><x>1</x></point>"), false},
+        {"choice of a derived class", &Make<CChoiceDoc>,
+         SampleDoc("choiceDoc", "", "<shape xsi:type='Circle'><radius>2</radius></shape>"), false},
+        {"choice of a group", &Make<CChoiceDoc>, SampleDoc("choiceDoc", "", "<street>s</street><city>c</city>"), false},
+        {"choice of wildcards", &Make<CChoiceDoc>, SampleDoc("choiceDoc", "", "<o:a/><o:b/>"), false},
+        {"pseudo groups", &Make<CGroupDoc>,
+         SampleDoc("groupDoc", " zone='z' tag='red' via='v' doc='d'",
+                   "<street>s</street><city>c</city><card>k</card><q>1</q><p>x</p><street>c</street>"
+                   "<city>d</city>"),
+         false},
+        {"typed collections", &Make<CTypedCols>,
+         SampleDoc("typedCols", "",
+                   "<b64>AQID</b64><hex>0A0B</hex><bool>1</bool><i1>-3</i1><i2>7</i2><i4>999</i4><i8>5</i8>"
+                   "<ui1>200</ui1><ui2>6</ui2><ui4>7</ui4><ui8>18446744073709551615</ui8><r4>1.25</r4><r8>2.5</r8>"
+                   "<dec>123.45</dec><int>-99999999999999999999</int><str>abc</str><str>z</str><dur>P1D</dur>"
+                   "<year>2024</year><month>--05</month><day>---07</day><dt>2024-01-02T03:04:05Z</dt>"
+                   "<date>2001-01-01</date><time>10:00:00</time><ym>2024-05</ym><md>--05-06</md>"),
+         false},
+        {"nested groups", &Make<CNestDoc>,
+         SampleDoc("nestDoc", "",
+                   "<point><x>1</x></point><shape xsi:type='Circle'><radius>1</radius></shape><o:w/><n>1</n>"
+                   "<p>x</p><c>1</c><c>2</c><street>s</street><city>c</city><m>1</m>"),
+         false},
+    };
+    return s_documents;
+}
+
 } // namespace KrXmlTest

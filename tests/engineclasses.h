@@ -10,6 +10,7 @@
 #define KRXML_TEST_ENGINECLASSES_H
 
 #include <string>
+#include <vector>
 
 #include "krxmllib.h"
 
@@ -526,6 +527,17 @@ public:
     explicit CBadGroupDoc(const char* lpElementName = "badGroup");
     KT_GENERATED_CLASS_MEMBERS
 };
+
+// One document of many features for each test class, with the class to read it into: the round
+// trips through every format start from these.
+struct CSampleDocument
+{
+    const char* lpName;
+    CSmartPtr<KrXmlLib16::CXmlGeneratedClass> (*pfnMake)();
+    std::string strXml;
+    bool bNil;  // holds xsi:nil, which JSON doesn't carry
+};
+const std::vector<CSampleDocument>& SampleDocuments();
 
 } // namespace KrXmlTest
 
