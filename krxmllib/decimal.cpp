@@ -397,6 +397,12 @@ int CDecimal::ValueSign() const
     return 0;
 }
 
+void CDecimal::CountDigits(size_t& nInteger, size_t& nFraction) const
+{
+    nInteger = m_biInteger.IsZero() ? 0 : m_biInteger.m_vDigits.size();
+    nFraction = m_biFraction.IsZero() ? 0 : static_cast<size_t>(m_nFractionDivider);
+}
+
 void CDecimal::Rationalise()
 {
     DigitVector& f = m_biFraction.m_vDigits;

@@ -81,6 +81,11 @@ public:
 
 private:
     typedef CBigInteger::DigitVector DigitVector;
+    friend class CFacetBounds;
+
+    // What the digit facets count: the digits of the integer part, none when it is zero, and
+    // those of the fraction, none when it is zero; without copying either part.
+    void CountDigits(size_t& nInteger, size_t& nFraction) const;
 
     // Stores its arguments unchanged.
     CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPart, int divider);
