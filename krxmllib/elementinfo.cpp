@@ -8,6 +8,7 @@
 #include "functions.h"
 #include "krexception.h"
 #include "serializationcontext.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlelement.h"
 #include "xmlgeneratedclass.h"
@@ -187,8 +188,12 @@ void CElementInfo::ToXml_Int(const CXmlObjectBase* pChild, CXmlWriter* pWriter, 
 
 KrVariant& CElementInfo::ScratchValue()
 {
-    thread_local KrVariant t_value;
-    return t_value;
+    return Internal::ScratchValue(ItemType_Invalid);
+}
+
+KrVariant& CElementInfo::ScratchValue(ItemType eKind)
+{
+    return Internal::ScratchValue(eKind);
 }
 
 const std::string& CElementInfo::ValueText(const KrVariant& value, const char* lpFormatOverride,
@@ -236,7 +241,7 @@ bool CElementInfo::ElementToXmlCol(const CSerializationContext& ctx, const CXmlG
 bool CElementInfo::ElementToXmlPrim(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter) const
 {
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(m_eItemType);
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -262,7 +267,7 @@ bool CElementInfo::ElementToXmlPrim(const CSerializationContext&, const CXmlGene
 bool CElementInfo::ElementToXmlEnum(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter, EnumToStringFunction pfnEnumToString) const
 {
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(ItemType_i4);
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -354,7 +359,7 @@ void CElementInfo::ElementFromXmlPrim(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(m_eItemType);
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
         // The class learns of the nil through a nil value of the row's kind, so that writing it
@@ -377,7 +382,7 @@ void CElementInfo::ElementFromXmlEnum(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(ItemType_i4);
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
         value.SetInvalid();

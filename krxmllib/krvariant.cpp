@@ -8,6 +8,7 @@
 #include "conversions.h"
 #include "functions.h"
 #include "krexception.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlobjectbase.h"
 
@@ -387,5 +388,12 @@ CSmartPtr<CXmlCollectionBase> KrVariant::GetXmlCollection() const
 }
 
 #undef KR_VARIANT_REQUIRE
+
+KrVariant& Internal::ScratchValue(ItemType eKind)
+{
+    thread_local KrVariant t_values[ItemType_XmlCollection + 1];
+    const int iKind = static_cast<int>(eKind);
+    return t_values[iKind > 0 && iKind <= ItemType_XmlCollection ? iKind : 0];
+}
 
 } // namespace KrXmlLib16
