@@ -365,8 +365,22 @@ void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpTe
 void AppendTextExcludingCR(std::string& strText, const char* pText, uint32_t dwLen)
 {
     // The text ends at dwLen or at a zero byte; every character 13 is left out, and the runs
-    // between them are appended whole. Both searches are the library's vectorised ones: a
-    // parser almost never delivers either byte.
+    // between them are appended whole. A parser almost never delivers either byte. Short
+    // pieces, line ends and indentation above all, go byte by byte where there is room, which
+    // costs less than a general append; longer ones are searched with the library's
+    // vectorised functions and appended in runs.
+    if (dwLen <= 8 && strText.capacity() - strText.size() >= dwLen)
+    {
+        for (uint32_t i = 0; i < dwLen; ++i)
+        {
+            const char c = pText[i];
+            if (c == 0)
+                return;
+            if (c != '\r')
+                strText.push_back(c);
+        }
+        return;
+    }
     const char* pZero = static_cast<const char*>(std::memchr(pText, 0, dwLen));
     const char* pEnd = pZero ? pZero : pText + dwLen;
     const char* p = pText;
