@@ -344,7 +344,8 @@ void CXmlTextWriter::WriteElementText(const std::string& strText, ItemType, bool
         m_pContext->m_bStartTagOpen = false;
         Write('>');
     }
-    if (strText.compare(0, sizeof(kCDataStart) - 1, kCDataStart) == 0)
+    if (strText.size() >= sizeof(kCDataStart) - 1 && strText[0] == '<' &&
+        std::memcmp(strText.data(), kCDataStart, sizeof(kCDataStart) - 1) == 0)
         Write(strText);
     else
         WriteContentEscaped(strText, m_pContext);

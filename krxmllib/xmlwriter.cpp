@@ -76,9 +76,11 @@ CXmlWriter::CXmlWriterContext::~CXmlWriterContext()
 void CXmlWriter::CXmlWriterContext::Reset(const std::string& strName, const std::string& strNamespace,
                                           CXmlWriterContext* pParent)
 {
-    // The names first: they are all that can fail, and the rest then stays consistent.
+    // The names first: they are all that can fail, and the rest then stays consistent. The
+    // namespace is mostly the one the context had before.
     m_strName.assign(strName);
-    m_strNamespace.assign(strNamespace);
+    if (m_strNamespace != strNamespace)
+        m_strNamespace.assign(strNamespace);
     m_strPrefix.clear();
     m_nChildElements = 0;
     m_bStartTagOpen = true;
@@ -154,20 +156,38 @@ void CXmlWriter::CXmlWriterContext::SetDefaultNamespace(const std::string& strNa
     m_strDefaultNamespace = strNamespace;
 }
 
+static uint32_t ChildNameKey(const std::string& strPrefix, const std::string& strName)
+{
+    const size_t n = strName.size();
+    uint32_t dwKey = static_cast<uint32_t>(n) ^ (static_cast<uint32_t>(strPrefix.size()) << 5);
+    if (n)
+        dwKey ^= (static_cast<uint32_t>(static_cast<unsigned char>(strName[0])) << 8) ^
+                 (static_cast<uint32_t>(static_cast<unsigned char>(strName[n / 2])) << 16) ^
+                 (static_cast<uint32_t>(static_cast<unsigned char>(strName[n - 1])) << 24);
+    return dwKey;
+}
+
 uint32_t CXmlWriter::CXmlWriterContext::CountChild(const std::string& strPrefix, const std::string& strName)
 {
     // From the last name backwards: a run of one name, the common repeat, is found at once.
+    const uint32_t dwKey = ChildNameKey(strPrefix, strName);
     for (size_t i = m_nChildNames; i-- > 0;)
     {
         ChildName& child = m_childNames[i];
-        if (child.strName == strName && child.strPrefix == strPrefix)
+        if (child.dwKey == dwKey && child.strName == strName && child.strPrefix == strPrefix)
             return ++child.nCount;
     }
     if (m_nChildNames == m_childNames.size())
         m_childNames.emplace_back();
     ChildName& child = m_childNames[m_nChildNames];
-    child.strPrefix.assign(strPrefix);
-    child.strName.assign(strName);
+    // An entry left from the previous element at this depth often holds the very name already:
+    // siblings tend to come in the same order in every element.
+    if (child.dwKey != dwKey || child.strName != strName || child.strPrefix != strPrefix)
+    {
+        child.strPrefix.assign(strPrefix);
+        child.strName.assign(strName);
+        child.dwKey = dwKey;
+    }
     child.nCount = 1;
     ++m_nChildNames;
     return 1;

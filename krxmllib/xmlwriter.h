@@ -95,6 +95,7 @@ public:
             std::string strPrefix;
             std::string strName;
             uint32_t nCount;
+            uint32_t dwKey;  // lengths and a few bytes of both names: most unequal names differ in it
         };
         std::vector<ChildName> m_childNames;
         size_t m_nChildNames;

@@ -249,6 +249,13 @@ const RefusalCase kRefusals[] = {
          w.StartElement("r", ""); w.StartElement("a", ""); Items(w, 3); w.EndElement();
          w.StartElement("a", ""); TextElement(w, "item", "\x07");
      }, kBell, "/r/a[2]/item"},
+    {"names met under an earlier parent of the same depth", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); w.StartElement("a", ""); Leaf(w, "x"); Leaf(w, "y"); w.EndElement();
+         w.StartElement("a", ""); Leaf(w, "y"); Leaf(w, "x"); TextElement(w, "y", "\x07");
+     }, kBell, "/r/a[2]/y[2]"},
+    {"names alike in length and ends", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "aXbYc"); Leaf(w, "aZbYc"); TextElement(w, "aZbYc", "\x07");
+     }, kBell, "/r/aZbYc[2]"},
     {"prefixes as written, and names of other prefixes apart", [](CXmlTextWriter& w) {
          w.StartElement("r", ""); Leaf(w, "n", "urn:p"); Leaf(w, "n"); w.StartElement("n", "urn:p");
          w.WriteElementText("\x07", ItemType_string, false);
