@@ -111,7 +111,8 @@ CDecimal::CDecimal(const CBigInteger& value) : m_biInteger(value), m_nFractionDi
         m_biInteger.m_nSign = 1;
 }
 
-CDecimal::CDecimal(const char* lpText) : m_nFractionDivider(1) { Parse(lpText); }
+// Parse sets both parts whole: they start empty rather than as zeros it would throw away.
+CDecimal::CDecimal(const char* lpText) : CDecimal(NoInitTag{}) { Parse(lpText); }
 
 CDecimal::CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPart, int divider)
     : m_biInteger(integerPart), m_biFraction(fractionPart), m_nFractionDivider(divider)

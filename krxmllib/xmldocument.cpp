@@ -340,7 +340,11 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const std::string&
 void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
                                        const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
 {
-    pElement->m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
+    // Room first, so that a failed push can't leak the node; an element with attributes mostly
+    // has a few, which then need one allocation rather than one per doubling.
+    if (pElement->m_attributes.capacity() == 0)
+        pElement->m_attributes.reserve(4);
+    pElement->m_attributes.push_back(nullptr);
     CXmlAttribute* pAttr;
     try
     {
