@@ -5,10 +5,14 @@
 #include <cstring>
 #include <limits>
 #include <system_error>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "functions.h"
 #include "krexception.h"
 #include "platform.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -16,12 +20,34 @@ namespace {
 
 // ---- the whitespace rule, without a copy where it changes nothing ----
 
+// Whether any byte is a blank or a control character: without one, no rule changes a text.
+// 16 bytes at a time where the processor allows.
+bool HasBlankOrControl(const char* p, const char* pEnd)
+{
+#if defined(__SSE2__)
+    const __m128i vBlank = _mm_set1_epi8(0x20);
+    for (; pEnd - p >= 16; p += 16)
+    {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(v, vBlank), v)))  // v <= 0x20, unsigned
+            return true;
+    }
+#endif
+    for (; p < pEnd; ++p)
+        if (static_cast<unsigned char>(*p) <= 0x20)
+            return true;
+    return false;
+}
+
 // True when rule leaves value as it stands, the usual case for values read from documents.
 // An unknown rule answers false, so that ApplyRule gets to raise its error.
 bool IsUnchangedBy(CWhitespaceUtils::WhitespaceRule rule, const std::string& value)
 {
     const char* p = value.data();
     const char* const pEnd = p + value.size();
+    if (rule >= CWhitespaceUtils::WhitespaceRule_None && rule <= CWhitespaceUtils::WhitespaceRule_Collapse &&
+        !HasBlankOrControl(p, pEnd))
+        return true;
     switch (rule)
     {
     case CWhitespaceUtils::WhitespaceRule_None:
@@ -56,6 +82,15 @@ bool IsUnchangedBy(CWhitespaceUtils::WhitespaceRule rule, const std::string& val
     }
     return false;
 }
+
+} // namespace
+
+bool Internal::IsUnchangedByRule(CWhitespaceUtils::WhitespaceRule rule, const std::string& strText)
+{
+    return IsUnchangedBy(rule, strText);
+}
+
+namespace {
 
 // The text of a value after its whitespace rule: the caller's own string when the rule leaves
 // it alone, else a new one held here.

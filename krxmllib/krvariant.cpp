@@ -256,6 +256,14 @@ std::string KrVariant::ToString(const char* formatOverride) const
 
 void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceUtils::WhitespaceRule rule)
 {
+    // A string that the rule leaves alone goes into the string this variant holds, whose buffer
+    // is reused, rather than into a new one.
+    if (type == ItemType_string && m_type == ItemType_string && m_pString && Internal::IsUnchangedByRule(rule, value))
+    {
+        m_pString->assign(value);
+        m_bNil = false;
+        return;
+    }
     // Each case converts first and stores after, so that a failure leaves the variant alone.
 #define KR_FROM_STRING_Inline(kind, T, member)                                   \
     {                                                                            \

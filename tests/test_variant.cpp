@@ -266,6 +266,45 @@ TEST(Variant, FailedParseLeavesTheValue)
     EXPECT_EQ("7", v.ToString(nullptr));
 }
 
+// A variant reused for strings takes each in the string it holds; the rules apply all the same.
+TEST(Variant, StringsReadIntoAHeldString)
+{
+    const struct
+    {
+        const char* lpText;
+        CWhitespaceUtils::WhitespaceRule rule;
+        const char* lpExpected;
+    } cases[] = {
+        {"plain text longer than a short string", kCollapse, "plain text longer than a short string"},
+        {"  two   blanks\t", kCollapse, "two blanks"},
+        {"a\r\nb", CWhitespaceUtils::WhitespaceRule_Preserve, "a\nb"},
+        {"a\tb\nc", CWhitespaceUtils::WhitespaceRule_Replace, "a b c"},
+        {" kept \r", CWhitespaceUtils::WhitespaceRule_None, " kept \r"},
+        {"", kCollapse, ""},
+        {"0123456789abcdef0123456789abcdef x", kCollapse, "0123456789abcdef0123456789abcdef x"},
+        {"0123456789abcdef0123456789abcdef  x", kCollapse, "0123456789abcdef0123456789abcdef x"},
+    };
+    KrVariant v;
+    v.SetString("held");
+    for (const auto& c : cases)
+    {
+        v.FromString(c.lpText, ItemType_string, c.rule);
+        EXPECT_EQ(c.lpExpected, v.GetString()) << c.lpText;
+        EXPECT_FALSE(v.IsNil());
+    }
+    // The variant's own string as the text, and a nil string.
+    v.SetString(" self  ");
+    v.FromString(*v.m_pString, ItemType_string, kCollapse);
+    EXPECT_EQ("self", v.GetString());
+    v.SetNil();
+    v.FromString("back", ItemType_string, kCollapse);
+    EXPECT_FALSE(v.IsNil());
+    EXPECT_EQ("back", v.GetString());
+    EXPECT_KR_THROW(v.FromString("x", ItemType_string, static_cast<CWhitespaceUtils::WhitespaceRule>(9)), CKrException,
+                    "Unknown WhitespaceRule");
+    EXPECT_EQ("back", v.GetString());
+}
+
 TEST(Variant, OverrideReachesOnlyFloatsAndDecimals)
 {
     KrVariant v;
