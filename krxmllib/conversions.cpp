@@ -290,17 +290,24 @@ bool ParseDouble(const std::string& strText, double& dResult)
     return res.ptr == pEnd;
 }
 
+// strText == lpLiteral, with the literal's length known: most texts differ in length.
+template <size_t N>
+bool IsText(const std::string& strText, const char (&lpLiteral)[N])
+{
+    return strText.size() == N - 1 && std::memcmp(strText.data(), lpLiteral, N - 1) == 0;
+}
+
 double ParseFloatKind(const std::string& value, CWhitespaceUtils::WhitespaceRule rule, const char* lpKind)
 {
     CRuledText text(value, rule);
     const std::string& strText = text.Text();
     if (strText.empty())
         ThrowNotConverted(strText, lpKind);
-    if (strText == "NaN" || strText == "1.#QNAN" || strText == "-NAN")
+    if (IsText(strText, "NaN") || IsText(strText, "1.#QNAN") || IsText(strText, "-NAN"))
         return std::numeric_limits<double>::quiet_NaN();
-    if (strText == "-INF")
+    if (IsText(strText, "-INF"))
         return -std::numeric_limits<double>::infinity();
-    if (strText == "INF")
+    if (IsText(strText, "INF"))
         return std::numeric_limits<double>::infinity();
     double dResult = 0;
     if (!ParseDouble(strText, dResult))

@@ -23,22 +23,29 @@ CXmlAttribute::CXmlAttribute(const CXmlElement* pElement, const std::string& str
 {
 }
 
+// strText == lpLiteral, with the literal's length known: most texts differ in length.
+template <size_t N>
+static bool IsText(const std::string& strText, const char (&lpLiteral)[N])
+{
+    return strText.size() == N - 1 && std::memcmp(strText.data(), lpLiteral, N - 1) == 0;
+}
+
 static bool IsInstanceNamespace(const std::string& strNamespace)
 {
-    return strNamespace == kXsiNamespace || strNamespace == kXmlnsNamespace;
+    return IsText(strNamespace, kXsiNamespace) || IsText(strNamespace, kXmlnsNamespace);
 }
 
 bool CXmlAttribute::IsNamespaceAttribute() const
 {
     if (!IsInstanceNamespace(m_strNamespaceURI))
         return false;
-    return m_strLocalName == "xmlns" || m_strLocalName == "type" || m_strLocalName == "schemaLocation" ||
-           m_strLocalName == "noNamespaceSchemaLocation";
+    return IsText(m_strLocalName, "xmlns") || IsText(m_strLocalName, "type") ||
+           IsText(m_strLocalName, "schemaLocation") || IsText(m_strLocalName, "noNamespaceSchemaLocation");
 }
 
 bool CXmlAttribute::IsNilAttribute() const
 {
-    return IsInstanceNamespace(m_strNamespaceURI) && m_strLocalName == "nil";
+    return IsInstanceNamespace(m_strNamespaceURI) && IsText(m_strLocalName, "nil");
 }
 
 std::string CXmlAttribute::GetXPath() const

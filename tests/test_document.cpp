@@ -114,6 +114,25 @@ TEST(XmlDocument, NilAndNamespaceAttributes)
     EXPECT_FALSE(attrs[2]->IsNilAttribute());
 }
 
+TEST(XmlDocument, NamespaceAndNilAttributesByExactNames)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<a xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+                "xmlns:y=\"http://www.w3.org/2001/XMLSchema-instancX\" xsi:xmlns=\"1\" xsi:schemaLocation=\"1\" "
+                "xsi:noNamespaceSchemaLocation=\"1\" xsi:schemaLocatioN=\"1\" xsi:typ=\"1\" xsi:Nil=\"1\" "
+                "y:type=\"1\" y:nil=\"1\" nil=\"1\" type=\"1\"/>");
+    const char* const kExpected[] = {"xmlns:N", "schemaLocation:N", "noNamespaceSchemaLocation:N", "schemaLocatioN:",
+                                     "typ:", "Nil:", "type:", "nil:", "nil:", "type:"};
+    const auto& attrs = doc.GetDocumentElement()->GetAttributes();
+    ASSERT_EQ(sizeof(kExpected) / sizeof(kExpected[0]), attrs.size());
+    for (size_t i = 0; i < attrs.size(); ++i)
+    {
+        std::string strSeen = attrs[i]->GetLocalName() + ":" + (attrs[i]->IsNamespaceAttribute() ? "N" : "") +
+                              (attrs[i]->IsNilAttribute() ? "nil" : "");
+        EXPECT_EQ(kExpected[i], strSeen);
+    }
+}
+
 TEST(XmlDocument, SecondLoadLeavesNothingOfTheFirst)
 {
     CXmlDocument doc;
