@@ -132,6 +132,20 @@ CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent) const
     return new (p) CXmlElement(this, pParent);
 }
 
+CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent, const char* pLocalName, size_t nLocalName) const
+{
+    void* p = KRXML_NODE_ALLOC(m_pState->m_elementPool, sizeof(CXmlElement));
+    try
+    {
+        return new (p) CXmlElement(this, pParent, pLocalName, nLocalName);
+    }
+    catch (...)
+    {
+        KRXML_NODE_FREE(m_pState->m_elementPool, p);
+        throw;
+    }
+}
+
 void CXmlDocument::DeleteElement(CXmlElement* pElement) const
 {
     pElement->~CXmlElement();
@@ -143,6 +157,22 @@ CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const std
 {
     void* p = KRXML_NODE_ALLOC(m_pState->m_attributePool, sizeof(CXmlAttribute));
     return new (p) CXmlAttribute(pElement, strLocalName, strValue, strNamespace);
+}
+
+CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                          const char* pValue, size_t nValue, const char* pNamespace,
+                                          size_t nNamespace) const
+{
+    void* p = KRXML_NODE_ALLOC(m_pState->m_attributePool, sizeof(CXmlAttribute));
+    try
+    {
+        return new (p) CXmlAttribute(pElement, pLocalName, nLocalName, pValue, nValue, pNamespace, nNamespace);
+    }
+    catch (...)
+    {
+        KRXML_NODE_FREE(m_pState->m_attributePool, p);
+        throw;
+    }
 }
 
 void CXmlDocument::DeleteAttribute(CXmlAttribute* pAttribute) const
@@ -284,13 +314,12 @@ CXmlElement* CXmlDocument::AddElement(const char* pNamespace, size_t nNamespace,
 {
     CXmlElement* pElement;
     if (!m_pDocElement)
-        pElement = m_pDocElement = NewElement(nullptr);
+        pElement = m_pDocElement = NewElement(nullptr, pName, nName);
     else
     {
         assert(!m_pElementStack.empty());
-        pElement = m_pElementStack.back()->CreateNewChildElement();
+        pElement = m_pElementStack.back()->CreateNewChildElement(pName, nName);
     }
-    pElement->m_strLocalName.assign(pName, nName);
     if (nNamespace)
         pElement->m_pNamespaceURI = InternNamespace(pNamespace, nNamespace);
     m_pElementStack.push_back(pElement);
@@ -348,7 +377,8 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
     CXmlAttribute* pAttr;
     try
     {
-        pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+        pAttr = pElement->m_pDocument->NewAttribute(pElement, pLocalName, nLocalName, pValue, nValue, pNamespace,
+                                                    nNamespace);
     }
     catch (...)
     {
@@ -356,9 +386,6 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
         throw;
     }
     pElement->m_attributes.back() = pAttr;
-    pAttr->m_strLocalName.assign(pLocalName, nLocalName);
-    pAttr->m_strValue.assign(pValue, nValue);
-    pAttr->m_strNamespaceURI.assign(pNamespace, nNamespace);
 }
 
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen)

@@ -103,9 +103,12 @@ private:
     CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);
     // Nodes live in the document's pools; these are the only places that make and free them.
     CXmlElement* NewElement(const CXmlElement* pParent) const;
+    CXmlElement* NewElement(const CXmlElement* pParent, const char* pLocalName, size_t nLocalName) const;
     void DeleteElement(CXmlElement* pElement) const;
     CXmlAttribute* NewAttribute(const CXmlElement* pElement, const std::string& strLocalName,
                                 const std::string& strValue, const std::string& strNamespace) const;
+    CXmlAttribute* NewAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace) const;
     void DeleteAttribute(CXmlAttribute* pAttribute) const;
 
     CXmlElement* m_pDocElement;

@@ -30,6 +30,16 @@ static bool IsText(const std::string& strText, const char (&lpLiteral)[N])
     return strText.size() == N - 1 && std::memcmp(strText.data(), lpLiteral, N - 1) == 0;
 }
 
+CXmlAttribute::CXmlAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                             const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
+    : CInstanceMonitor("CXmlAttribute"),
+      m_pElement(pElement),
+      m_strLocalName(pLocalName, nLocalName),
+      m_strValue(pValue, nValue),
+      m_strNamespaceURI(pNamespace, nNamespace)
+{
+}
+
 static bool IsInstanceNamespace(const std::string& strNamespace)
 {
     return IsText(strNamespace, kXsiNamespace) || IsText(strNamespace, kXmlnsNamespace);
@@ -76,6 +86,20 @@ CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pPare
       m_pPrevSibling(nullptr),
       m_pFirstChild(nullptr),
       m_pLastChild(nullptr),
+      m_pNamespaceURI(&s_strEmpty)
+{
+}
+
+CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pParent, const char* pLocalName,
+                         size_t nLocalName)
+    : CInstanceMonitor("CXmlElement"),
+      m_pDocument(pDocument),
+      m_pParent(pParent),
+      m_pNextSibling(nullptr),
+      m_pPrevSibling(nullptr),
+      m_pFirstChild(nullptr),
+      m_pLastChild(nullptr),
+      m_strLocalName(pLocalName, nLocalName),
       m_pNamespaceURI(&s_strEmpty)
 {
 }
@@ -130,7 +154,12 @@ void CXmlElement::AppendText(const char* lpText, int iLen)
 
 CXmlElement* CXmlElement::CreateNewChildElement()
 {
-    CXmlElement* pChild = m_pDocument->NewElement(this);
+    return CreateNewChildElement("", 0);
+}
+
+CXmlElement* CXmlElement::CreateNewChildElement(const char* pLocalName, size_t nLocalName)
+{
+    CXmlElement* pChild = m_pDocument->NewElement(this, pLocalName, nLocalName);
     if (m_pLastChild)
     {
         m_pLastChild->m_pNextSibling = pChild;

@@ -39,6 +39,10 @@ protected:
     virtual ~CXmlAttribute() = default;
 
 private:
+    // The parser's form: the names and the value as byte runs, taken straight into the strings.
+    CXmlAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName, const char* pValue,
+                  size_t nValue, const char* pNamespace, size_t nNamespace);
+
     const CXmlElement* m_pElement;
     std::string m_strLocalName;
     std::string m_strValue;
@@ -76,6 +80,9 @@ protected:
     CXmlElement* RemoveLastChildElement();
 
 private:
+    // The parser's forms: the local name as a byte run, taken straight into the string.
+    CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pParent, const char* pLocalName, size_t nLocalName);
+    CXmlElement* CreateNewChildElement(const char* pLocalName, size_t nLocalName);
     std::string GetQName() const;
     std::string GetNameWithPredicate() const;
 
