@@ -8,6 +8,7 @@
 #include "functions.h"
 #include "krcriticalsection.h"
 #include "krexception.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -372,13 +373,20 @@ static const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmno
 
 std::string CBase64::Encode(const unsigned char* data, uint32_t length)
 {
+    std::string strOut;
+    KrXmlLib16::Internal::AppendBase64(data, length, strOut);
+    return strOut;
+}
+
+void KrXmlLib16::Internal::AppendBase64(const unsigned char* data, uint32_t length, std::string& strOut)
+{
     const char* lpEncoding = kBase64Alphabet;
     assert(lpEncoding != 0);
-    std::string strOut;
     if (!data || length == 0)
-        return strOut;
-    strOut.resize((static_cast<size_t>(length) + 2) / 3 * 4);
-    char* pOut = &strOut[0];
+        return;
+    const size_t nStart = strOut.size();
+    strOut.resize(nStart + (static_cast<size_t>(length) + 2) / 3 * 4);
+    char* pOut = &strOut[nStart];
     uint32_t i = 0;
     // Whole groups of three bytes without per-bit bookkeeping.
     for (; i + 3 <= length; i += 3)
@@ -399,7 +407,6 @@ std::string CBase64::Encode(const unsigned char* data, uint32_t length)
         *pOut++ = i + 1 < length ? lpEncoding[(v >> 6) & 0x3F] : '=';
         *pOut++ = '=';
     }
-    return strOut;
 }
 
 namespace {

@@ -11,6 +11,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "krvariant.h"
 #include "platform.h"
 #include "valuescratch.h"
 
@@ -359,20 +360,33 @@ bool IsFloatFormat(const std::string& strFormat)
     return nConversions == 1;
 }
 
+// The text of a float without an override, in sz (64 bytes); answers its length.
+size_t PlainFloatText(double dValue, int nDigits, char* sz)
+{
+    if (std::isnan(dValue))
+    {
+        std::memcpy(sz, "NaN", 3);
+        return 3;
+    }
+    if (std::isinf(dValue))
+    {
+        std::memcpy(sz, dValue < 0 ? "-INF" : "INF", dValue < 0 ? 4 : 3);
+        return dValue < 0 ? 4 : 3;
+    }
+    // Room for the longest %.16g text and then some: sign, 16 digits, point, exponent.
+    const std::to_chars_result res = std::to_chars(sz, sz + 64, dValue, std::chars_format::general, nDigits);
+    return static_cast<size_t>(res.ptr - sz);
+}
+
 std::string FloatText(double dValue, int nDigits, const std::string& strFormatOverride, const char* lpKind)
 {
+    char sz[64];
+    if (strFormatOverride.empty())
+        return std::string(sz, PlainFloatText(dValue, nDigits, sz));
     if (std::isnan(dValue))
         return "NaN";
     if (std::isinf(dValue))
         return dValue < 0 ? "-INF" : "INF";
-    // Room for the longest %.16g text and then some: sign, 16 digits, point, exponent.
-    char sz[64];
-    if (strFormatOverride.empty())
-    {
-        const std::to_chars_result res =
-            std::to_chars(sz, sz + sizeof(sz), dValue, std::chars_format::general, nDigits);
-        return std::string(sz, static_cast<size_t>(res.ptr - sz));
-    }
     if (!IsFloatFormat(strFormatOverride))
         throw CKrInvalidParamException("The format override [" + strFormatOverride +
                                        "] is not a printf format for one " + lpKind + " value");
@@ -804,6 +818,50 @@ CBigInteger CConversions::integerFromString(const std::string& value, Whitespace
 {
     CRuledText text(value, rule);
     return CBigInteger(CheckedCString(text.Text(), "integer"));
+}
+
+// ---- shortcuts for the value rows -----------------------------------------------------------
+
+bool Internal::AssignPlainValueText(const KrVariant& value, std::string& strOut)
+{
+    if (value.IsNil())
+        return false;
+    char sz[64];
+    switch (value.GetTypeAsEnum())
+    {
+    case ItemType_i1: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, int(value.m_i1)).ptr - sz)); return true;
+    case ItemType_i2: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, int(value.m_i2)).ptr - sz)); return true;
+    case ItemType_i4: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_i4).ptr - sz)); return true;
+    case ItemType_i8: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_i8).ptr - sz)); return true;
+    case ItemType_ui1: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_ui1)).ptr - sz)); return true;
+    case ItemType_ui2: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_ui2)).ptr - sz)); return true;
+    case ItemType_ui4: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_ui4).ptr - sz)); return true;
+    case ItemType_ui8: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_ui8).ptr - sz)); return true;
+    case ItemType_year: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_year)).ptr - sz)); return true;
+    case ItemType_boolean: strOut.assign(value.m_bool ? "true" : "false"); return true;
+    case ItemType_r4: strOut.assign(sz, PlainFloatText(value.m_r4, 7, sz)); return true;
+    case ItemType_r8: strOut.assign(sz, PlainFloatText(value.m_r8, 16, sz)); return true;
+    case ItemType_duration:
+        if (!value.m_pDuration)
+            return false;
+        strOut.clear();
+        value.m_pDuration->AppendTo(strOut);
+        return true;
+    case ItemType_base64Binary:
+        if (!value.m_pBinaryData)
+            return false;
+        strOut.clear();
+        Internal::AppendBase64(value.m_pBinaryData->GetData(), value.m_pBinaryData->GetLength(), strOut);
+        return true;
+    default:
+        if (IsDateKind(value.GetTypeAsEnum()) && value.m_pDateTime)
+        {
+            strOut.clear();
+            value.m_pDateTime->AppendTo(strOut);
+            return true;
+        }
+        return false;
+    }
 }
 
 } // namespace KrXmlLib16

@@ -202,12 +202,11 @@ const std::string& CElementInfo::ValueText(const KrVariant& value, const char* l
     const ItemType eType = value.GetTypeAsEnum();
     if (eType == ItemType_string && value.m_pString)
         return *value.m_pString;
-    if (IsDateKind(eType) && value.m_pDateTime)
-    {
-        strBuffer.clear();
-        value.m_pDateTime->AppendTo(strBuffer);
+    // The override reaches floats and decimals only, which have no shortcut with one.
+    const bool bOverride = lpFormatOverride && *lpFormatOverride &&
+                           (eType == ItemType_r4 || eType == ItemType_r8 || eType == ItemType_decimal);
+    if (!bOverride && Internal::AssignPlainValueText(value, strBuffer))
         return strBuffer;
-    }
     strBuffer = value.ToString(lpFormatOverride);
     return strBuffer;
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "krvariant.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlobjectbase.h"
 
@@ -303,6 +304,46 @@ TEST(Variant, StringsReadIntoAHeldString)
     EXPECT_KR_THROW(v.FromString("x", ItemType_string, static_cast<CWhitespaceUtils::WhitespaceRule>(9)), CKrException,
                     "Unknown WhitespaceRule");
     EXPECT_EQ("back", v.GetString());
+}
+
+// The rows write numbers, dates, durations and Base64 without the string ToString makes; the
+// text must be the same, byte for byte.
+TEST(Variant, PlainTextShortcutsAgreeWithToString)
+{
+    const struct
+    {
+        ItemType kind;
+        const char* lpText;
+    } cases[] = {
+        {ItemType_i1, "-128"}, {ItemType_i2, "32767"}, {ItemType_i4, "-2147483648"}, {ItemType_i8, "-9223372036854775808"},
+        {ItemType_ui1, "255"}, {ItemType_ui2, "0"}, {ItemType_ui4, "4294967295"}, {ItemType_ui8, "18446744073709551615"},
+        {ItemType_year, "2024"}, {ItemType_boolean, "1"}, {ItemType_boolean, "false"},
+        {ItemType_r4, "3.1415927"}, {ItemType_r4, "-INF"}, {ItemType_r4, "1e-45"}, {ItemType_r8, "223.2115149380846"},
+        {ItemType_r8, "0.1"}, {ItemType_r8, "1e300"}, {ItemType_r8, "-1.5e-300"}, {ItemType_r8, "NaN"},
+        {ItemType_r8, "123456789012345678"}, {ItemType_r8, "-0"}, {ItemType_duration, "P5Y11MT17H"},
+        {ItemType_duration, "-PT0.5S"}, {ItemType_date, "2024-02-24"}, {ItemType_datetime, "2024-02-24T00:35:12.733+02:00"},
+        {ItemType_time, "23:59:59Z"}, {ItemType_yearMonth, "2020-05"}, {ItemType_monthDay, "--05-01"},
+        {ItemType_base64Binary, "GFvYWJpDzgu6dYkf+exgFI1L1KCe4txckzG0EQupOsVK/BTaO90ZYUd0otVd"}, {ItemType_base64Binary, "YQ=="},
+    };
+    for (const auto& c : cases)
+    {
+        KrVariant v;
+        v.FromString(c.lpText, c.kind, kCollapse);
+        std::string strShortcut = "left over";
+        ASSERT_TRUE(Internal::AssignPlainValueText(v, strShortcut)) << c.lpText;
+        EXPECT_EQ(v.ToString(nullptr), strShortcut) << c.lpText;
+    }
+    // Kinds without a shortcut, and nils, are left to ToString.
+    KrVariant v;
+    v.FromString("1.5", ItemType_decimal, kCollapse);
+    std::string strOut = "kept";
+    EXPECT_FALSE(Internal::AssignPlainValueText(v, strOut));
+    v.FromString("5", ItemType_i4, kCollapse);
+    v.SetNil();
+    EXPECT_FALSE(Internal::AssignPlainValueText(v, strOut));
+    v.SetBase64Binary(CBinaryData());
+    EXPECT_TRUE(Internal::AssignPlainValueText(v, strOut));
+    EXPECT_EQ("", strOut);
 }
 
 TEST(Variant, OverrideReachesOnlyFloatsAndDecimals)
