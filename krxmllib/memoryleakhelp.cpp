@@ -140,17 +140,18 @@ thread_local LookupCache t_cache KRXML_FAST_TLS;
 
 } // namespace
 
-CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
+namespace {
+
+// The parts of Find and Count off their common path, out of line, so that the common path
+// needs no frame.
+__attribute__((noinline)) CInstanceMonitor::ClassType* FindUncached(const char* lpName, LookupCache& cache,
+                                                                     uint32_t uGen)
 {
-    LookupCache& cache = t_cache;
-    uint32_t uGen = g_uGeneration.load(std::memory_order_acquire);
     if (cache.uGeneration != uGen)
     {
         cache = LookupCache();
         cache.uGeneration = uGen;
     }
-    else if (cache.keys[cache.iLast] == lpName)
-        return cache.records[cache.iLast];
     for (int i = 0; i < LookupCache::kSize; ++i)
         if (cache.keys[i] == lpName)
         {
@@ -159,9 +160,9 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
         }
 
     InstanceRegistry& reg = Registry();
-    ClassType* pct = nullptr;
+    CInstanceMonitor::ClassType* pct = nullptr;
     reg.m_cs.Enter();
-    for (ClassType* p : reg.ms_List)
+    for (CInstanceMonitor::ClassType* p : reg.ms_List)
         if (p->lpKey == lpName || p->strClassName == lpName)
         {
             pct = p;
@@ -169,7 +170,7 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
         }
     if (!pct)
     {
-        pct = new ClassType;
+        pct = new CInstanceMonitor::ClassType;
         pct->strClassName = lpName;
         pct->lInstanceCount = 0;
         pct->lTotalCount = 0;
@@ -187,20 +188,10 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
     return pct;
 }
 
-void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
+__attribute__((noinline)) void CountUncached(CInstanceMonitor::ClassType* pct, int iSlot, int32_t lAlive,
+                                             int32_t lTotal)
 {
-    // The common case, a thread whose counts exist, without a call.
-    int iSlot = pct->iSlot.load(std::memory_order_relaxed);
-    ThreadCounts* pCounts = t_pCounts;
-    if (iSlot >= 0 && pCounts)
-    {
-        std::atomic<int32_t>& alive = pCounts->alive[iSlot];
-        alive.store(alive.load(std::memory_order_relaxed) + lAlive, std::memory_order_relaxed);
-        std::atomic<int32_t>& total = pCounts->total[iSlot];
-        total.store(total.load(std::memory_order_relaxed) + lTotal, std::memory_order_relaxed);
-        return;
-    }
-    pCounts = iSlot >= 0 ? CountsOfThisThread() : nullptr;
+    ThreadCounts* pCounts = iSlot >= 0 ? CountsOfThisThread() : nullptr;
     if (pCounts)
     {
         std::atomic<int32_t>& alive = pCounts->alive[iSlot];
@@ -211,6 +202,33 @@ void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
     }
     pct->lInstanceCount.fetch_add(lAlive, std::memory_order_relaxed);
     pct->lTotalCount.fetch_add(lTotal, std::memory_order_relaxed);
+}
+
+} // namespace
+
+CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
+{
+    LookupCache& cache = t_cache;
+    const uint32_t uGen = g_uGeneration.load(std::memory_order_acquire);
+    if (cache.uGeneration == uGen && cache.keys[cache.iLast] == lpName)
+        return cache.records[cache.iLast];
+    return FindUncached(lpName, cache, uGen);
+}
+
+void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
+{
+    // The common case: a thread whose counts exist.
+    const int iSlot = pct->iSlot.load(std::memory_order_relaxed);
+    ThreadCounts* pCounts = t_pCounts;
+    if (iSlot >= 0 && pCounts)
+    {
+        std::atomic<int32_t>& alive = pCounts->alive[iSlot];
+        alive.store(alive.load(std::memory_order_relaxed) + lAlive, std::memory_order_relaxed);
+        std::atomic<int32_t>& total = pCounts->total[iSlot];
+        total.store(total.load(std::memory_order_relaxed) + lTotal, std::memory_order_relaxed);
+        return;
+    }
+    CountUncached(pct, iSlot, lAlive, lTotal);
 }
 
 void CInstanceMonitor::ReleaseRetired(ClassType* pct)
