@@ -174,6 +174,17 @@ IntegerOutcome ParseInteger(const std::string& strText, uint64_t uMaxPositive, u
     const char* const pDigits = p;
     uint64_t uMagnitude = 0;
     bool bOverflow = false;
+    // Up to 18 digits can't leave 64 bits: read them without a check per digit, and compare
+    // once; a magnitude above the limit overflowed at some digit, one within it never did.
+    const char* pRun = p;
+    while (pRun < pEnd && pRun - pDigits < 19 && static_cast<unsigned char>(*pRun - '0') <= 9)
+        ++pRun;
+    if (pRun - pDigits <= 18 && (pRun == pEnd || static_cast<unsigned char>(*pRun - '0') > 9))
+    {
+        for (; p < pRun; ++p)
+            uMagnitude = uMagnitude * 10 + static_cast<unsigned>(*p - '0');
+        bOverflow = uMagnitude > uLimit;
+    }
     for (; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
     {
         const unsigned uDigit = static_cast<unsigned>(*p - '0');

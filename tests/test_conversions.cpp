@@ -292,6 +292,46 @@ TEST(Conversions, IntegerWidthsAreExactWhateverTheHostLong)
     EXPECT_KR_THROW(C::i4FromString(std::string(1000, '9'), kNone), CKrInvalidValueException,
                     "The value [" + std::string(1000, '9') + "] is to large to fit in a i4");
     EXPECT_EQ(0u, C::ui8FromString(std::string(1 << 20, '0'), kNone));
+
+    // Each side of each limit, with the digit counts around the point where a 64-bit value can
+    // first overflow, and garbage after an overflow (the overflow wins).
+    const struct
+    {
+        ItemType kind;
+        const char* lpText;
+        const char* lpResult;  // the value's text, or the start of the message
+    } cases[] = {
+        {ItemType_i4, "2147483647", "2147483647"},
+        {ItemType_i4, "2147483648", "The value [2147483648] is to large"},
+        {ItemType_i4, "-2147483648", "-2147483648"},
+        {ItemType_i4, "-2147483649", "The value [-2147483649] is to large"},
+        {ItemType_i4, "99999999999x", "The value [99999999999x] is to large"},
+        {ItemType_i4, "12x", "The value [12x] can not be converted"},
+        {ItemType_i8, "999999999999999999", "999999999999999999"},
+        {ItemType_i8, "9223372036854775807", "9223372036854775807"},
+        {ItemType_i8, "9223372036854775808", "The value [9223372036854775808] is to large"},
+        {ItemType_i8, "-9223372036854775808", "-9223372036854775808"},
+        {ItemType_i8, "0000000000000000009223372036854775807", "9223372036854775807"},
+        {ItemType_ui8, "18446744073709551615", "18446744073709551615"},
+        {ItemType_ui8, "18446744073709551616", "The value [18446744073709551616] is to large"},
+        {ItemType_ui8, "99999999999999999999", "The value [99999999999999999999] is to large"},
+        {ItemType_ui4, "4294967296", "The value [4294967296] is to large"},
+        {ItemType_i8, "  +42", "42"},
+        {ItemType_i8, "-", "The value [-] can not be converted"},
+    };
+    for (const auto& c : cases)
+    {
+        std::string strResult;
+        try
+        {
+            strResult = RoundTrip(c.kind, c.lpText, kNone);
+        }
+        catch (const CKrInvalidValueException& e)
+        {
+            strResult = e.GetMessage();
+        }
+        EXPECT_EQ(0u, strResult.find(c.lpResult)) << c.lpText << ": " << strResult;
+    }
 }
 
 TEST(Conversions, EmbeddedNulIsNeverCutShort)
