@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "expatreader.h"
@@ -18,7 +19,9 @@ namespace KrXmlLib16 {
 struct __attribute__((visibility("hidden"))) CXmlDocument::CState final : public IXmlContentSink
 {
     explicit CState(CXmlDocument& doc)
-        : m_doc(doc), m_elementPool(sizeof(CXmlElement)), m_attributePool(sizeof(CXmlAttribute))
+        : m_doc(doc),
+          m_elementPool(sizeof(CXmlElement), alignof(CXmlElement)),
+          m_attributePool(sizeof(CXmlAttribute), alignof(CXmlAttribute))
     {
     }
 
@@ -35,18 +38,107 @@ struct __attribute__((visibility("hidden"))) CXmlDocument::CState final : public
     {
         AddElementAttribute(m_doc.m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
     }
+    // Text before an element's first child, all of a leaf's, goes into the element; what comes
+    // after is held back (see CXmlElement::GetText), where a piece of indentation costs little
+    // more than its bytes. A caller that consumes elements as they close may look at the texts
+    // of open ones, so with a callback all text goes into the elements.
     void OnText(const char* pText, uint32_t dwLen) override
     {
-        CXmlDocument::AppendTextExcludingCR(m_doc.m_pElementStack.back(), pText, dwLen);
+        CXmlElement* pElement = m_doc.m_pElementStack.back();
+        if (pElement->m_pLastChild && !m_doc.m_pfnElementEnd)
+            HoldBack(pElement, pText, dwLen);
+        else
+            CXmlDocument::AppendTextExcludingCR(pElement, pText, dwLen);
     }
     void OnEndElement() override { m_doc.EndElement(); }
     // Kept sections stay in the text with their markers.
-    void OnStartCData() override { m_doc.m_pElementStack.back()->AppendText("<![CDATA[", 9); }
-    void OnEndCData() override { m_doc.m_pElementStack.back()->AppendText("]]>", 3); }
+    void OnStartCData() override { OnText("<![CDATA[", 9); }
+    void OnEndCData() override { OnText("]]>", 3); }
+
+    const char* HeldBack(size_t nDepth) const { return m_heldBack[nDepth].Data(); }
+    void ReleaseHeldBack() { m_heldBack.clear(); }
 
     CXmlDocument& m_doc;
     CNodePool m_elementPool;
     CNodePool m_attributePool;
+
+private:
+    // The held-back text of one depth: the runs of the elements of that depth, one after the
+    // other. An element's run is contiguous, as no other element of its depth opens before it
+    // closes.
+    class CTextRun
+    {
+    public:
+        const char* Data() const { return m_spData.get(); }
+        size_t Size() const { return m_nSize; }
+        // Appends up to nLen bytes or up to the first zero byte, leaving out every character
+        // 13, as AppendTextExcludingCR does; answers the number of bytes appended.
+        size_t AppendExcludingCR(const char* pText, size_t nLen)
+        {
+            if (m_nCapacity - m_nSize < nLen)
+                Grow(nLen);
+            char* const pOut = m_spData.get() + m_nSize;
+            size_t n = 0;
+            for (size_t i = 0; i < nLen; ++i)
+            {
+                const char c = pText[i];
+                if (c == 0)
+                    break;
+                pOut[n] = c;
+                n += c != '\r';
+            }
+            m_nSize += n;
+            return n;
+        }
+
+    private:
+        __attribute__((noinline)) void Grow(size_t nMore)
+        {
+            size_t nCapacity = m_nCapacity < 4096 ? 4096 : 2 * m_nCapacity;
+            if (nCapacity - m_nSize < nMore)
+                nCapacity = m_nSize + nMore;
+            std::unique_ptr<char[]> spData(new char[nCapacity]);
+            if (m_nSize)
+                std::memcpy(spData.get(), m_spData.get(), m_nSize);
+            m_spData.swap(spData);
+            m_nCapacity = nCapacity;
+        }
+
+        std::unique_ptr<char[]> m_spData;
+        size_t m_nSize = 0;
+        size_t m_nCapacity = 0;
+    };
+
+    void HoldBack(CXmlElement* pElement, const char* pText, uint32_t dwLen)
+    {
+        const size_t nDepth = m_doc.m_pElementStack.size() - 1;
+        if (m_heldBack.size() <= nDepth || m_heldBack[nDepth].Size() + dwLen > 0xFFFFFFFFu)
+        {
+            HoldBackRarely(pElement, pText, dwLen);
+            return;
+        }
+        CTextRun& run = m_heldBack[nDepth];
+        if (!pElement->m_nHeldBackLength)
+            pElement->m_nHeldBackOffset = static_cast<uint32_t>(run.Size());
+        pElement->m_nHeldBackLength += static_cast<uint32_t>(run.AppendExcludingCR(pText, dwLen));
+    }
+    // The first text held back at a depth, and text beyond what an element can point at with
+    // 32 bits, which the element takes after all.
+    __attribute__((noinline)) void HoldBackRarely(CXmlElement* pElement, const char* pText, uint32_t dwLen)
+    {
+        const size_t nDepth = m_doc.m_pElementStack.size() - 1;
+        if (m_heldBack.size() <= nDepth)
+            m_heldBack.resize(nDepth + 1);
+        if (m_heldBack[nDepth].Size() + dwLen > 0xFFFFFFFFu)
+        {
+            pElement->GetText();  // what was held back joins the text first
+            CXmlDocument::AppendTextExcludingCR(pElement, pText, dwLen);
+            return;
+        }
+        HoldBack(pElement, pText, dwLen);
+    }
+
+    std::vector<CTextRun> m_heldBack;  // by depth
 };
 
 CXmlDocument::CXmlDocument() : CInstanceMonitor("CXmlDocument")
@@ -106,6 +198,12 @@ void CXmlDocument::Cleanup()
     m_pLastNamespace = nullptr;
     m_pState->m_elementPool.ReleaseAll();
     m_pState->m_attributePool.ReleaseAll();
+    m_pState->ReleaseHeldBack();
+}
+
+const char* CXmlDocument::HeldBackText(size_t nDepth) const
+{
+    return m_pState->HeldBack(nDepth);
 }
 
 const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t nLen) const

@@ -99,6 +99,8 @@ private:
     // Runs the XML text parser over the bytes, as the one and final piece, into the receiver.
     void ParseXmlText(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
+    // The text held back for the elements at a depth (see CXmlElement::GetText).
+    const char* HeldBackText(size_t nDepth) const;
     // The root if there is none yet, else a child of the open element; names as byte runs.
     CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);
     // Nodes live in the document's pools; these are the only places that make and free them.

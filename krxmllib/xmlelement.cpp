@@ -86,7 +86,9 @@ CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pPare
       m_pPrevSibling(nullptr),
       m_pFirstChild(nullptr),
       m_pLastChild(nullptr),
-      m_pNamespaceURI(&s_strEmpty)
+      m_pNamespaceURI(&s_strEmpty),
+      m_nHeldBackOffset(0),
+      m_nHeldBackLength(0)
 {
 }
 
@@ -100,7 +102,9 @@ CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pPare
       m_pFirstChild(nullptr),
       m_pLastChild(nullptr),
       m_strLocalName(pLocalName, nLocalName),
-      m_pNamespaceURI(&s_strEmpty)
+      m_pNamespaceURI(&s_strEmpty),
+      m_nHeldBackOffset(0),
+      m_nHeldBackLength(0)
 {
 }
 
@@ -150,6 +154,15 @@ void CXmlElement::AppendText(const char* lpText, int iLen)
     if (!m_strText.empty() && nNew > m_strText.capacity())
         m_strText.reserve(std::max(nNew, 2 * m_strText.capacity()));
     m_strText.append(lpText, static_cast<size_t>(iLen));
+}
+
+void CXmlElement::TakeHeldBackText() const
+{
+    size_t nDepth = 0;
+    for (const CXmlElement* p = m_pParent; p; p = p->m_pParent)
+        ++nDepth;
+    m_strText.append(m_pDocument->HeldBackText(nDepth) + m_nHeldBackOffset, m_nHeldBackLength);
+    m_nHeldBackLength = 0;
 }
 
 CXmlElement* CXmlElement::CreateNewChildElement()
