@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "element.h"
+#include "equalbytes.h"
 #include "functions.h"
 #include "krexception.h"
 #include "serializationcontext.h"
@@ -103,31 +104,10 @@ void CElementInfo::CheckRestriction(const KrVariant& value) const
     ValidatePrimitive(m_strElementName.c_str(), value, m_eItemType, &m_restrictions);
 }
 
-// a == b for the short strings names and namespaces are, without a call for up to 32 bytes:
-// the first and the last eight (or sixteen) bytes cover the whole.
+// a == b for the short strings names and namespaces are, without a call.
 static inline bool SameShortText(const std::string& a, const std::string& b)
 {
-    const size_t n = a.size();
-    if (n != b.size())
-        return false;
-    const char* pa = a.data();
-    const char* pb = b.data();
-    if (n >= 8 && n <= 32)
-    {
-        uint64_t x[4], y[4];
-        std::memcpy(&x[0], pa, 8);
-        std::memcpy(&y[0], pb, 8);
-        std::memcpy(&x[1], pa + n - 8, 8);
-        std::memcpy(&y[1], pb + n - 8, 8);
-        if (n <= 16)
-            return ((x[0] ^ y[0]) | (x[1] ^ y[1])) == 0;
-        std::memcpy(&x[2], pa + 8, 8);
-        std::memcpy(&y[2], pb + 8, 8);
-        std::memcpy(&x[3], pa + n - 16, 8);
-        std::memcpy(&y[3], pb + n - 16, 8);
-        return ((x[0] ^ y[0]) | (x[1] ^ y[1]) | (x[2] ^ y[2]) | (x[3] ^ y[3])) == 0;
-    }
-    return n == 0 || std::memcmp(pa, pb, n) == 0;
+    return a.size() == b.size() && Internal::EqualBytes(a.data(), b.data(), a.size());
 }
 
 bool CElementInfo::IsThisElement(const CSerializationContext& ctx, const CXmlElement* pElement) const

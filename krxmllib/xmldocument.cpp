@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "equalbytes.h"
 #include "expatreader.h"
 #include "functions.h"
 #include "krexception.h"
@@ -208,7 +209,8 @@ const char* CXmlDocument::HeldBackText(size_t nDepth) const
 
 const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t nLen) const
 {
-    if (m_pLastNamespace && m_pLastNamespace->size() == nLen && std::memcmp(m_pLastNamespace->data(), lpNamespace, nLen) == 0)
+    if (m_pLastNamespace && m_pLastNamespace->size() == nLen &&
+        Internal::EqualBytes(m_pLastNamespace->data(), lpNamespace, nLen))
         return m_pLastNamespace;
     m_pLastNamespace = &*m_namespaces.insert(std::string(lpNamespace, nLen)).first;
     return m_pLastNamespace;
