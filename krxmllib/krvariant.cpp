@@ -1,6 +1,7 @@
 #include "krvariant.h"
 
 #include <cassert>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -261,6 +262,18 @@ void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceU
     if (type == ItemType_string && m_type == ItemType_string && m_pString && Internal::IsUnchangedByRule(rule, value))
     {
         m_pString->assign(value);
+        m_bNil = false;
+        return;
+    }
+    // A decimal is parsed into a spare of this thread and exchanged with the one the variant
+    // holds, so that the digit storage of both is reused from value to value. Text the rule
+    // would change, or with a NUL inside, takes the general way.
+    if (type == ItemType_decimal && m_type == ItemType_decimal && m_pDecimal && Internal::IsUnchangedByRule(rule, value) &&
+        !std::memchr(value.data(), 0, value.size()))
+    {
+        thread_local CDecimal t_spare;
+        t_spare.Parse(value.c_str());
+        std::swap(*m_pDecimal, t_spare);
         m_bNil = false;
         return;
     }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "conversions.h"
 #include "krvariant.h"
 #include "valuescratch.h"
 #include "xmlcollectionbase.h"
@@ -304,6 +305,31 @@ TEST(Variant, StringsReadIntoAHeldString)
     EXPECT_KR_THROW(v.FromString("x", ItemType_string, static_cast<CWhitespaceUtils::WhitespaceRule>(9)), CKrException,
                     "Unknown WhitespaceRule");
     EXPECT_EQ("back", v.GetString());
+}
+
+// A variant reused for decimals takes each in storage it keeps; every value comes out as a
+// fresh parse of its text gives it, and a text that fails leaves the value before.
+TEST(Variant, DecimalsReadIntoHeldStorage)
+{
+    const char* const texts[] = {"4506.31", "123456789012345678901234567890.000123", "0", "-0.50", "1e3",
+                                 "  7.25 ", "-12.5E-2", "0.1234567890123456789012345678901234", "9", "00012.3400"};
+    KrVariant v;
+    v.FromString("1", ItemType_decimal, kCollapse);
+    for (int iRound = 0; iRound < 2; ++iRound)
+        for (const char* lp : texts)
+        {
+            v.FromString(lp, ItemType_decimal, kCollapse);
+            EXPECT_EQ(CConversions::decimalFromString(lp, kCollapse).ToString(), v.ToString(nullptr)) << lp;
+            EXPECT_TRUE(v.GetDecimal() == CConversions::decimalFromString(lp, kCollapse)) << lp;
+        }
+    EXPECT_KR_THROW(v.FromString("1.2.3", ItemType_decimal, kCollapse), CKrInvalidValueException,
+                    "The string representing a Decimal, contained an invalid char at position 3 [1.2.3].");
+    EXPECT_EQ("12.34", v.ToString(nullptr));
+    EXPECT_KR_THROW(v.FromString(std::string("1\0" "2", 3), ItemType_decimal, kCollapse), CKrInvalidValueException,
+                    std::string("The value [1\0" "2] can not be converted to a decimal", 49));
+    EXPECT_EQ("12.34", v.ToString(nullptr));
+    v.FromString("3", ItemType_decimal, kCollapse);
+    EXPECT_EQ("3", v.ToString(nullptr));
 }
 
 // The rows write numbers, dates, durations and Base64 without the string ToString makes; the
