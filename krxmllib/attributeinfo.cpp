@@ -4,6 +4,7 @@
 #include "functions.h"
 #include "krexception.h"
 #include "serializationcontext.h"
+#include "valuescratch.h"
 #include "xmlelement.h"
 #include "xmlgeneratedclass.h"
 #include "xmlwriter.h"
@@ -111,16 +112,24 @@ CAttributeInfoPrimitive::CAttributeInfoPrimitive(const char* lpAttributeName, co
 void CAttributeInfoPrimitive::AttributeToXml(const CSerializationContext& ctx, const CXmlGeneratedClass* pObject,
                                              CXmlWriter* pWriter) const
 {
-    KrVariant value;
+    KrVariant& value = Internal::ScratchValue(m_eItemType);
     ReadProperty(pObject, value);
     if (m_bOptional && !value.IsValid())
         return;
-    // A required attribute without a value fails here, in the variant's own words.
-    std::string strText = value.ToString(m_strFormatOverride.c_str());
+    // A required attribute without a value fails here, in the variant's own words. A string's
+    // text is the string itself.
+    thread_local std::string t_strBuffer;
+    const std::string* pText = &t_strBuffer;
+    if (value.GetTypeAsEnum() == ItemType_string && !value.IsNil() && value.m_pString)
+        pText = value.m_pString;
+    else
+        t_strBuffer = value.ToString(m_strFormatOverride.c_str());
+    const std::string& strText = *pText;
     if (m_bOptional && !m_strDefaultValue.empty() && ctx.GetNoOptionalAttributeDefaultOutput() &&
         strText == m_strDefaultValue)
         return;
-    CheckRestriction(value);
+    // What CheckRestriction does, without its copy of the value.
+    ValidatePrimitive(m_strAttributeName.c_str(), value, m_eItemType, &m_restrictions);
     pWriter->WriteAttribute(m_strAttributeName, m_strAttributeNamespace, strText, value.GetTypeAsEnum());
 }
 
@@ -131,7 +140,7 @@ bool CAttributeInfoPrimitive::AttributeFromXml(const CSerializationContext&, CXm
     // when the context ignores namespaces.
     if (pAttribute->GetLocalName() != m_strAttributeName || pAttribute->GetNamespaceURI() != m_strAttributeNamespace)
         return false;
-    KrVariant value;
+    KrVariant& value = Internal::ScratchValue(m_eItemType);
     value.FromString(pAttribute->GetValue(), m_eItemType, m_eWhitespaceRule);
     InvokePropertySet(pObject, value, *pAttribute);
     return true;

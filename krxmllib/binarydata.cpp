@@ -8,6 +8,7 @@
 #include "functions.h"
 #include "krcriticalsection.h"
 #include "krexception.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -372,13 +373,20 @@ static const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmno
 
 std::string CBase64::Encode(const unsigned char* data, uint32_t length)
 {
+    std::string strOut;
+    KrXmlLib16::Internal::AppendBase64(data, length, strOut);
+    return strOut;
+}
+
+void KrXmlLib16::Internal::AppendBase64(const unsigned char* data, uint32_t length, std::string& strOut)
+{
     const char* lpEncoding = kBase64Alphabet;
     assert(lpEncoding != 0);
-    std::string strOut;
     if (!data || length == 0)
-        return strOut;
-    strOut.resize((static_cast<size_t>(length) + 2) / 3 * 4);
-    char* pOut = &strOut[0];
+        return;
+    const size_t nStart = strOut.size();
+    strOut.resize(nStart + (static_cast<size_t>(length) + 2) / 3 * 4);
+    char* pOut = &strOut[nStart];
     uint32_t i = 0;
     // Whole groups of three bytes without per-bit bookkeeping.
     for (; i + 3 <= length; i += 3)
@@ -399,7 +407,6 @@ std::string CBase64::Encode(const unsigned char* data, uint32_t length)
         *pOut++ = i + 1 < length ? lpEncoding[(v >> 6) & 0x3F] : '=';
         *pOut++ = '=';
     }
-    return strOut;
 }
 
 namespace {
@@ -433,25 +440,64 @@ uint32_t CBase64::Decode(const char* text, unsigned char* output)
     m_uBits = 0;
     m_nBits = 0;
     m_lpInput = text;
-    uint32_t dwOut = 0;
     if (!text)
         return 0;
-    for (; *m_lpInput; ++m_lpInput)
+    // The state lives in locals while decoding: stores through output could otherwise touch the
+    // members, which would then go to memory at every character.
+    uint32_t uBits = 0;
+    int nBits = 0;
+    const char* p = text;
+    uint32_t dwOut = 0;
+    for (;;)
     {
-        // The top bit is ignored: only the low 7 bits select the entry.
-        signed char v = szDecoding[static_cast<unsigned char>(*m_lpInput) & 0x7F];
+        // Four digits on a byte boundary are three bytes; the terminator's entry ends the run
+        // before anything past it is read. The top bit is ignored: only the low 7 bits select
+        // the entry.
+        while (nBits == 0)
+        {
+            const signed char v0 = szDecoding[static_cast<unsigned char>(p[0]) & 0x7F];
+            if (v0 < 0)
+                break;
+            const signed char v1 = szDecoding[static_cast<unsigned char>(p[1]) & 0x7F];
+            if (v1 < 0)
+                break;
+            const signed char v2 = szDecoding[static_cast<unsigned char>(p[2]) & 0x7F];
+            if (v2 < 0)
+                break;
+            const signed char v3 = szDecoding[static_cast<unsigned char>(p[3]) & 0x7F];
+            if (v3 < 0)
+                break;
+            const uint32_t v = (uint32_t(v0) << 18) | (uint32_t(v1) << 12) | (uint32_t(v2) << 6) | uint32_t(v3);
+            output[dwOut] = static_cast<unsigned char>(v >> 16);
+            output[dwOut + 1] = static_cast<unsigned char>(v >> 8);
+            output[dwOut + 2] = static_cast<unsigned char>(v);
+            dwOut += 3;
+            p += 4;
+        }
+        if (!*p)
+            break;
+        signed char v = szDecoding[static_cast<unsigned char>(*p) & 0x7F];
         if (v == -2)
+        {
+            m_uBits = uBits;
+            m_nBits = nBits;
+            m_lpInput = p;
             return 0;
+        }
+        ++p;
         if (v == -1)
             continue;
-        m_uBits = (m_uBits << 6) | static_cast<uint32_t>(v);
-        m_nBits += 6;
-        if (m_nBits >= 8)
+        uBits = (uBits << 6) | static_cast<uint32_t>(v);
+        nBits += 6;
+        if (nBits >= 8)
         {
-            m_nBits -= 8;
-            output[dwOut++] = static_cast<unsigned char>(m_uBits >> m_nBits);
-            m_uBits &= (1u << m_nBits) - 1;
+            nBits -= 8;
+            output[dwOut++] = static_cast<unsigned char>(uBits >> nBits);
+            uBits &= (1u << nBits) - 1;
         }
     }
+    m_uBits = uBits;
+    m_nBits = nBits;
+    m_lpInput = p;
     return dwOut;
 }

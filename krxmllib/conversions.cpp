@@ -5,10 +5,15 @@
 #include <cstring>
 #include <limits>
 #include <system_error>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "functions.h"
 #include "krexception.h"
+#include "krvariant.h"
 #include "platform.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -16,12 +21,34 @@ namespace {
 
 // ---- the whitespace rule, without a copy where it changes nothing ----
 
+// Whether any byte is a blank or a control character: without one, no rule changes a text.
+// 16 bytes at a time where the processor allows.
+bool HasBlankOrControl(const char* p, const char* pEnd)
+{
+#if defined(__SSE2__)
+    const __m128i vBlank = _mm_set1_epi8(0x20);
+    for (; pEnd - p >= 16; p += 16)
+    {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(v, vBlank), v)))  // v <= 0x20, unsigned
+            return true;
+    }
+#endif
+    for (; p < pEnd; ++p)
+        if (static_cast<unsigned char>(*p) <= 0x20)
+            return true;
+    return false;
+}
+
 // True when rule leaves value as it stands, the usual case for values read from documents.
 // An unknown rule answers false, so that ApplyRule gets to raise its error.
 bool IsUnchangedBy(CWhitespaceUtils::WhitespaceRule rule, const std::string& value)
 {
     const char* p = value.data();
     const char* const pEnd = p + value.size();
+    if (rule >= CWhitespaceUtils::WhitespaceRule_None && rule <= CWhitespaceUtils::WhitespaceRule_Collapse &&
+        !HasBlankOrControl(p, pEnd))
+        return true;
     switch (rule)
     {
     case CWhitespaceUtils::WhitespaceRule_None:
@@ -56,6 +83,15 @@ bool IsUnchangedBy(CWhitespaceUtils::WhitespaceRule rule, const std::string& val
     }
     return false;
 }
+
+} // namespace
+
+bool Internal::IsUnchangedByRule(CWhitespaceUtils::WhitespaceRule rule, const std::string& strText)
+{
+    return IsUnchangedBy(rule, strText);
+}
+
+namespace {
 
 // The text of a value after its whitespace rule: the caller's own string when the rule leaves
 // it alone, else a new one held here.
@@ -138,6 +174,17 @@ IntegerOutcome ParseInteger(const std::string& strText, uint64_t uMaxPositive, u
     const char* const pDigits = p;
     uint64_t uMagnitude = 0;
     bool bOverflow = false;
+    // Up to 18 digits can't leave 64 bits: read them without a check per digit, and compare
+    // once; a magnitude above the limit overflowed at some digit, one within it never did.
+    const char* pRun = p;
+    while (pRun < pEnd && pRun - pDigits < 19 && static_cast<unsigned char>(*pRun - '0') <= 9)
+        ++pRun;
+    if (pRun - pDigits <= 18 && (pRun == pEnd || static_cast<unsigned char>(*pRun - '0') > 9))
+    {
+        for (; p < pRun; ++p)
+            uMagnitude = uMagnitude * 10 + static_cast<unsigned>(*p - '0');
+        bOverflow = uMagnitude > uLimit;
+    }
     for (; p < pEnd && static_cast<unsigned char>(*p - '0') <= 9; ++p)
     {
         const unsigned uDigit = static_cast<unsigned>(*p - '0');
@@ -255,17 +302,24 @@ bool ParseDouble(const std::string& strText, double& dResult)
     return res.ptr == pEnd;
 }
 
+// strText == lpLiteral, with the literal's length known: most texts differ in length.
+template <size_t N>
+bool IsText(const std::string& strText, const char (&lpLiteral)[N])
+{
+    return strText.size() == N - 1 && std::memcmp(strText.data(), lpLiteral, N - 1) == 0;
+}
+
 double ParseFloatKind(const std::string& value, CWhitespaceUtils::WhitespaceRule rule, const char* lpKind)
 {
     CRuledText text(value, rule);
     const std::string& strText = text.Text();
     if (strText.empty())
         ThrowNotConverted(strText, lpKind);
-    if (strText == "NaN" || strText == "1.#QNAN" || strText == "-NAN")
+    if (IsText(strText, "NaN") || IsText(strText, "1.#QNAN") || IsText(strText, "-NAN"))
         return std::numeric_limits<double>::quiet_NaN();
-    if (strText == "-INF")
+    if (IsText(strText, "-INF"))
         return -std::numeric_limits<double>::infinity();
-    if (strText == "INF")
+    if (IsText(strText, "INF"))
         return std::numeric_limits<double>::infinity();
     double dResult = 0;
     if (!ParseDouble(strText, dResult))
@@ -317,20 +371,190 @@ bool IsFloatFormat(const std::string& strFormat)
     return nConversions == 1;
 }
 
+// %.16g of a double, exactly as the standard library prints it, for the values whose
+// scaling to sixteen digits fits 128-bit integers: magnitudes from about 1e-17 to 1e42, which
+// is nearly every value a document holds. Answers the length written to sz, or 0 for a value
+// it leaves to the library (zero, subnormals, the rest of the range).
+size_t FastG16(double dValue, char* sz)
+{
+    typedef unsigned __int128 U128;
+    uint64_t uBits;
+    std::memcpy(&uBits, &dValue, sizeof(uBits));
+    const bool bNegative = (uBits >> 63) != 0;
+    const int iBiased = static_cast<int>((uBits >> 52) & 0x7FF);
+    if (iBiased == 0 || iBiased == 0x7FF)
+        return 0;  // zero, subnormal, infinite or NaN
+    const uint64_t m = (uBits & ((uint64_t(1) << 52) - 1)) | (uint64_t(1) << 52);
+    const int e = iBiased - 1075;  // the value is m * 2^e
+    static const uint64_t kPow5[28] = {1ull,
+                                       5ull,
+                                       25ull,
+                                       125ull,
+                                       625ull,
+                                       3125ull,
+                                       15625ull,
+                                       78125ull,
+                                       390625ull,
+                                       1953125ull,
+                                       9765625ull,
+                                       48828125ull,
+                                       244140625ull,
+                                       1220703125ull,
+                                       6103515625ull,
+                                       30517578125ull,
+                                       152587890625ull,
+                                       762939453125ull,
+                                       3814697265625ull,
+                                       19073486328125ull,
+                                       95367431640625ull,
+                                       476837158203125ull,
+                                       2384185791015625ull,
+                                       11920928955078125ull,
+                                       59604644775390625ull,
+                                       298023223876953125ull,
+                                       1490116119384765625ull,
+                                       7450580596923828125ull};
+    const uint64_t k1e15 = 1000000000000000ull, k1e16 = 10000000000000000ull;
+    // round(m * 2^e * 10^q), ties to even; 0 where the scaling doesn't fit.
+    auto scaled = [&](int q) -> uint64_t {
+        if (q >= 0)
+        {
+            if (q > 32)
+                return 0;
+            // 5^q in two factors, each from the table.
+            const U128 v = U128(m) * kPow5[q > 27 ? 27 : q] * kPow5[q > 27 ? q - 27 : 0];
+            const int s = e + q;
+            if (s >= 0)
+                return s > 10 ? 0 : static_cast<uint64_t>(v << s);
+            if (s <= -128)
+                return 0;
+            const int r = -s;
+            const U128 whole = v >> r;
+            const U128 rest = v & ((U128(1) << r) - 1);
+            const U128 half = U128(1) << (r - 1);
+            const bool bUp = rest > half || (rest == half && (whole & 1) != 0);
+            return static_cast<uint64_t>(whole) + (bUp ? 1 : 0);
+        }
+        const int t = -q;
+        const int s = e - t;
+        if (t > 27 || s < 0 || s > 74)
+            return 0;
+        const U128 num = U128(m) << s;
+        const uint64_t d = kPow5[t];
+        const U128 whole = num / d;
+        const U128 rest = num - whole * d;
+        const bool bUp = 2 * rest > d || (2 * rest == d && (whole & 1) != 0);
+        return static_cast<uint64_t>(whole) + (bUp ? 1 : 0);
+    };
+    // floor(log10 of the value) is this or one more: the value lies in [2^b, 2^(b+1)).
+    const int b = e + 52;
+    const int k10 = (b * 78913) >> 18;
+    int q = 15 - k10;
+    uint64_t n = scaled(q);
+    if (n == 0)
+        return 0;
+    if (n >= k1e16)
+    {
+        --q;
+        n = scaled(q);
+        if (n == 0)
+            return 0;
+        if (n == k1e16)
+        {
+            n = k1e15;
+            --q;
+        }
+    }
+    if (n < k1e15 || n >= k1e16)
+        return 0;
+    // Sixteen digits, the first standing at 10^exp10; trailing zeros are dropped.
+    char digits[16];
+    for (int i = 15; i >= 0; --i)
+    {
+        digits[i] = static_cast<char>('0' + n % 10);
+        n /= 10;
+    }
+    int nDigits = 16;
+    while (nDigits > 1 && digits[nDigits - 1] == '0')
+        --nDigits;
+    const int exp10 = 15 - q;
+    char* p = sz;
+    if (bNegative)
+        *p++ = '-';
+    if (exp10 < -4 || exp10 >= 16)
+    {
+        *p++ = digits[0];
+        if (nDigits > 1)
+        {
+            *p++ = '.';
+            std::memcpy(p, digits + 1, static_cast<size_t>(nDigits - 1));
+            p += nDigits - 1;
+        }
+        *p++ = 'e';
+        *p++ = exp10 < 0 ? '-' : '+';
+        int x = exp10 < 0 ? -exp10 : exp10;
+        if (x >= 100)
+        {
+            *p++ = static_cast<char>('0' + x / 100);
+            x %= 100;
+        }
+        *p++ = static_cast<char>('0' + x / 10);
+        *p++ = static_cast<char>('0' + x % 10);
+    }
+    else if (exp10 >= 0)
+    {
+        const int nInt = exp10 + 1;
+        for (int i = 0; i < nInt; ++i)
+            *p++ = i < nDigits ? digits[i] : '0';
+        if (nDigits > nInt)
+        {
+            *p++ = '.';
+            std::memcpy(p, digits + nInt, static_cast<size_t>(nDigits - nInt));
+            p += nDigits - nInt;
+        }
+    }
+    else
+    {
+        *p++ = '0';
+        *p++ = '.';
+        for (int i = 0; i < -exp10 - 1; ++i)
+            *p++ = '0';
+        std::memcpy(p, digits, static_cast<size_t>(nDigits));
+        p += nDigits;
+    }
+    return static_cast<size_t>(p - sz);
+}
+
+// The text of a float without an override, in sz (64 bytes); answers its length.
+size_t PlainFloatText(double dValue, int nDigits, char* sz)
+{
+    if (std::isnan(dValue))
+    {
+        std::memcpy(sz, "NaN", 3);
+        return 3;
+    }
+    if (std::isinf(dValue))
+    {
+        std::memcpy(sz, dValue < 0 ? "-INF" : "INF", dValue < 0 ? 4 : 3);
+        return dValue < 0 ? 4 : 3;
+    }
+    if (nDigits == 16)
+        if (const size_t n = FastG16(dValue, sz))
+            return n;
+    // Room for the longest %.16g text and then some: sign, 16 digits, point, exponent.
+    const std::to_chars_result res = std::to_chars(sz, sz + 64, dValue, std::chars_format::general, nDigits);
+    return static_cast<size_t>(res.ptr - sz);
+}
+
 std::string FloatText(double dValue, int nDigits, const std::string& strFormatOverride, const char* lpKind)
 {
+    char sz[64];
+    if (strFormatOverride.empty())
+        return std::string(sz, PlainFloatText(dValue, nDigits, sz));
     if (std::isnan(dValue))
         return "NaN";
     if (std::isinf(dValue))
         return dValue < 0 ? "-INF" : "INF";
-    // Room for the longest %.16g text and then some: sign, 16 digits, point, exponent.
-    char sz[64];
-    if (strFormatOverride.empty())
-    {
-        const std::to_chars_result res =
-            std::to_chars(sz, sz + sizeof(sz), dValue, std::chars_format::general, nDigits);
-        return std::string(sz, static_cast<size_t>(res.ptr - sz));
-    }
     if (!IsFloatFormat(strFormatOverride))
         throw CKrInvalidParamException("The format override [" + strFormatOverride +
                                        "] is not a printf format for one " + lpKind + " value");
@@ -762,6 +986,50 @@ CBigInteger CConversions::integerFromString(const std::string& value, Whitespace
 {
     CRuledText text(value, rule);
     return CBigInteger(CheckedCString(text.Text(), "integer"));
+}
+
+// ---- shortcuts for the value rows -----------------------------------------------------------
+
+bool Internal::AssignPlainValueText(const KrVariant& value, std::string& strOut)
+{
+    if (value.IsNil())
+        return false;
+    char sz[64];
+    switch (value.GetTypeAsEnum())
+    {
+    case ItemType_i1: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, int(value.m_i1)).ptr - sz)); return true;
+    case ItemType_i2: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, int(value.m_i2)).ptr - sz)); return true;
+    case ItemType_i4: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_i4).ptr - sz)); return true;
+    case ItemType_i8: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_i8).ptr - sz)); return true;
+    case ItemType_ui1: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_ui1)).ptr - sz)); return true;
+    case ItemType_ui2: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_ui2)).ptr - sz)); return true;
+    case ItemType_ui4: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_ui4).ptr - sz)); return true;
+    case ItemType_ui8: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, value.m_ui8).ptr - sz)); return true;
+    case ItemType_year: strOut.assign(sz, static_cast<size_t>(std::to_chars(sz, sz + 64, unsigned(value.m_year)).ptr - sz)); return true;
+    case ItemType_boolean: strOut.assign(value.m_bool ? "true" : "false"); return true;
+    case ItemType_r4: strOut.assign(sz, PlainFloatText(value.m_r4, 7, sz)); return true;
+    case ItemType_r8: strOut.assign(sz, PlainFloatText(value.m_r8, 16, sz)); return true;
+    case ItemType_duration:
+        if (!value.m_pDuration)
+            return false;
+        strOut.clear();
+        value.m_pDuration->AppendTo(strOut);
+        return true;
+    case ItemType_base64Binary:
+        if (!value.m_pBinaryData)
+            return false;
+        strOut.clear();
+        Internal::AppendBase64(value.m_pBinaryData->GetData(), value.m_pBinaryData->GetLength(), strOut);
+        return true;
+    default:
+        if (IsDateKind(value.GetTypeAsEnum()) && value.m_pDateTime)
+        {
+            strOut.clear();
+            value.m_pDateTime->AppendTo(strOut);
+            return true;
+        }
+        return false;
+    }
 }
 
 } // namespace KrXmlLib16

@@ -111,7 +111,8 @@ CDecimal::CDecimal(const CBigInteger& value) : m_biInteger(value), m_nFractionDi
         m_biInteger.m_nSign = 1;
 }
 
-CDecimal::CDecimal(const char* lpText) : m_nFractionDivider(1) { Parse(lpText); }
+// Parse sets both parts whole: they start empty rather than as zeros it would throw away.
+CDecimal::CDecimal(const char* lpText) : CDecimal(NoInitTag{}) { Parse(lpText); }
 
 CDecimal::CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPart, int divider)
     : m_biInteger(integerPart), m_biFraction(fractionPart), m_nFractionDivider(divider)
@@ -395,6 +396,12 @@ int CDecimal::ValueSign() const
     if (!m_biFraction.IsZero())
         return m_biFraction.m_nSign;
     return 0;
+}
+
+void CDecimal::CountDigits(size_t& nInteger, size_t& nFraction) const
+{
+    nInteger = m_biInteger.IsZero() ? 0 : m_biInteger.m_vDigits.size();
+    nFraction = m_biFraction.IsZero() ? 0 : static_cast<size_t>(m_nFractionDivider);
 }
 
 void CDecimal::Rationalise()

@@ -11,6 +11,8 @@
 
 namespace KrXmlLib16 {
 
+struct KrVariant;
+
 class KRXML_API CDecimal
 {
 public:
@@ -81,6 +83,12 @@ public:
 
 private:
     typedef CBigInteger::DigitVector DigitVector;
+    friend class CFacetBounds;
+    friend struct KrVariant;  // parses into a decimal whose digit storage it reuses
+
+    // What the digit facets count: the digits of the integer part, none when it is zero, and
+    // those of the fraction, none when it is zero; without copying either part.
+    void CountDigits(size_t& nInteger, size_t& nFraction) const;
 
     // Stores its arguments unchanged.
     CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPart, int divider);

@@ -5,9 +5,11 @@
 #include <cstring>
 
 #include "element.h"
+#include "equalbytes.h"
 #include "functions.h"
 #include "krexception.h"
 #include "serializationcontext.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlelement.h"
 #include "xmlgeneratedclass.h"
@@ -102,11 +104,17 @@ void CElementInfo::CheckRestriction(const KrVariant& value) const
     ValidatePrimitive(m_strElementName.c_str(), value, m_eItemType, &m_restrictions);
 }
 
+// a == b for the short strings names and namespaces are, without a call.
+static inline bool SameShortText(const std::string& a, const std::string& b)
+{
+    return a.size() == b.size() && Internal::EqualBytes(a.data(), b.data(), a.size());
+}
+
 bool CElementInfo::IsThisElement(const CSerializationContext& ctx, const CXmlElement* pElement) const
 {
-    if (!pElement || pElement->GetLocalName() != m_strElementName)
+    if (!pElement || !SameShortText(pElement->GetLocalName(), m_strElementName))
         return false;
-    return ctx.GetIgnoreNamespaces() || pElement->GetNamespaceURI() == m_strElementNamespace;
+    return ctx.GetIgnoreNamespaces() || SameShortText(pElement->GetNamespaceURI(), m_strElementNamespace);
 }
 
 bool CElementInfo::AllowsEmptyChoice(const CXmlGeneratedClass* pObject) const
@@ -187,8 +195,12 @@ void CElementInfo::ToXml_Int(const CXmlObjectBase* pChild, CXmlWriter* pWriter, 
 
 KrVariant& CElementInfo::ScratchValue()
 {
-    thread_local KrVariant t_value;
-    return t_value;
+    return Internal::ScratchValue(ItemType_Invalid);
+}
+
+KrVariant& CElementInfo::ScratchValue(ItemType eKind)
+{
+    return Internal::ScratchValue(eKind);
 }
 
 const std::string& CElementInfo::ValueText(const KrVariant& value, const char* lpFormatOverride,
@@ -197,12 +209,11 @@ const std::string& CElementInfo::ValueText(const KrVariant& value, const char* l
     const ItemType eType = value.GetTypeAsEnum();
     if (eType == ItemType_string && value.m_pString)
         return *value.m_pString;
-    if (IsDateKind(eType) && value.m_pDateTime)
-    {
-        strBuffer.clear();
-        value.m_pDateTime->AppendTo(strBuffer);
+    // The override reaches floats and decimals only, which have no shortcut with one.
+    const bool bOverride = lpFormatOverride && *lpFormatOverride &&
+                           (eType == ItemType_r4 || eType == ItemType_r8 || eType == ItemType_decimal);
+    if (!bOverride && Internal::AssignPlainValueText(value, strBuffer))
         return strBuffer;
-    }
     strBuffer = value.ToString(lpFormatOverride);
     return strBuffer;
 }
@@ -236,7 +247,7 @@ bool CElementInfo::ElementToXmlCol(const CSerializationContext& ctx, const CXmlG
 bool CElementInfo::ElementToXmlPrim(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter) const
 {
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(m_eItemType);
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -262,7 +273,7 @@ bool CElementInfo::ElementToXmlPrim(const CSerializationContext&, const CXmlGene
 bool CElementInfo::ElementToXmlEnum(const CSerializationContext&, const CXmlGeneratedClass* pObject,
                                     CXmlWriter* pWriter, EnumToStringFunction pfnEnumToString) const
 {
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(ItemType_i4);
     ReadProperty(pObject, value);
     if (value.IsNil())
     {
@@ -354,7 +365,7 @@ void CElementInfo::ElementFromXmlPrim(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(m_eItemType);
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
         // The class learns of the nil through a nil value of the row's kind, so that writing it
@@ -377,7 +388,7 @@ void CElementInfo::ElementFromXmlEnum(const CSerializationContext& ctx, CXmlGene
                                       CXmlElement** ppCursor)
 {
     CXmlElement* pElement = *ppCursor;
-    KrVariant& value = ScratchValue();
+    KrVariant& value = ScratchValue(ItemType_i4);
     if (ReadLeafAttributes(ctx, pElement, m_bNillable))
     {
         value.SetInvalid();

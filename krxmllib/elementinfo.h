@@ -193,6 +193,9 @@ protected:
     // value, it keeps its storage, so that values cost no allocation once it is warm. A row holds
     // it only while it exchanges one value.
     static KrVariant& ScratchValue();
+    // The same for values of one kind: each kind has a variant of its own, which keeps the heap
+    // object of its kind from value to value.
+    static KrVariant& ScratchValue(ItemType eKind);
     // The text of a value: a string's own, or one built in strBuffer.
     static const std::string& ValueText(const KrVariant& value, const char* lpFormatOverride, std::string& strBuffer);
 

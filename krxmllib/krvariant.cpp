@@ -1,6 +1,7 @@
 #include "krvariant.h"
 
 #include <cassert>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "conversions.h"
 #include "functions.h"
 #include "krexception.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlobjectbase.h"
 
@@ -255,6 +257,26 @@ std::string KrVariant::ToString(const char* formatOverride) const
 
 void KrVariant::FromString(const std::string& value, ItemType type, CWhitespaceUtils::WhitespaceRule rule)
 {
+    // A string that the rule leaves alone goes into the string this variant holds, whose buffer
+    // is reused, rather than into a new one.
+    if (type == ItemType_string && m_type == ItemType_string && m_pString && Internal::IsUnchangedByRule(rule, value))
+    {
+        m_pString->assign(value);
+        m_bNil = false;
+        return;
+    }
+    // A decimal is parsed into a spare of this thread and exchanged with the one the variant
+    // holds, so that the digit storage of both is reused from value to value. Text the rule
+    // would change, or with a NUL inside, takes the general way.
+    if (type == ItemType_decimal && m_type == ItemType_decimal && m_pDecimal && Internal::IsUnchangedByRule(rule, value) &&
+        !std::memchr(value.data(), 0, value.size()))
+    {
+        thread_local CDecimal t_spare;
+        t_spare.Parse(value.c_str());
+        std::swap(*m_pDecimal, t_spare);
+        m_bNil = false;
+        return;
+    }
     // Each case converts first and stores after, so that a failure leaves the variant alone.
 #define KR_FROM_STRING_Inline(kind, T, member)                                   \
     {                                                                            \
@@ -387,5 +409,12 @@ CSmartPtr<CXmlCollectionBase> KrVariant::GetXmlCollection() const
 }
 
 #undef KR_VARIANT_REQUIRE
+
+KrVariant& Internal::ScratchValue(ItemType eKind)
+{
+    thread_local KrVariant t_values[ItemType_XmlCollection + 1];
+    const int iKind = static_cast<int>(eKind);
+    return t_values[iKind > 0 && iKind <= ItemType_XmlCollection ? iKind : 0];
+}
 
 } // namespace KrXmlLib16

@@ -34,13 +34,16 @@ struct InstanceRegistry
 {
     std::list<CInstanceMonitor::ClassType*> ms_List;
     CKRCriticalSection m_cs;
-    std::atomic<uint32_t> uGeneration{1};  // bumped by Cleanup, so that cached lookups die
     std::list<std::unique_ptr<ThreadCounts>> threads;  // the counts of the living threads
     int nSlotsUsed = 0;
     // Records that Cleanup took out of the list while instances lived; kept reachable here
     // until the last instance frees its record.
     std::list<CInstanceMonitor::ClassType*> retired;
 };
+
+// Bumped by Cleanup, so that cached lookups die. Outside the registry, so that a lookup that
+// hits its cache needn't reach the registry at all.
+std::atomic<uint32_t> g_uGeneration{1};
 
 InstanceRegistry& Registry()
 {
@@ -131,16 +134,19 @@ struct LookupCache
     CInstanceMonitor::ClassType* records[kSize] = {};
     uint32_t uGeneration = 0;
     int iNext = 0;
+    int iLast = 0;  // the entry found last: objects of one class tend to be made in a row
 };
 thread_local LookupCache t_cache KRXML_FAST_TLS;
 
 } // namespace
 
-CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
+namespace {
+
+// The parts of Find and Count off their common path, out of line, so that the common path
+// needs no frame.
+__attribute__((noinline)) CInstanceMonitor::ClassType* FindUncached(const char* lpName, LookupCache& cache,
+                                                                     uint32_t uGen)
 {
-    InstanceRegistry& reg = Registry();
-    LookupCache& cache = t_cache;
-    uint32_t uGen = reg.uGeneration.load(std::memory_order_acquire);
     if (cache.uGeneration != uGen)
     {
         cache = LookupCache();
@@ -148,11 +154,15 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
     }
     for (int i = 0; i < LookupCache::kSize; ++i)
         if (cache.keys[i] == lpName)
+        {
+            cache.iLast = i;
             return cache.records[i];
+        }
 
-    ClassType* pct = nullptr;
+    InstanceRegistry& reg = Registry();
+    CInstanceMonitor::ClassType* pct = nullptr;
     reg.m_cs.Enter();
-    for (ClassType* p : reg.ms_List)
+    for (CInstanceMonitor::ClassType* p : reg.ms_List)
         if (p->lpKey == lpName || p->strClassName == lpName)
         {
             pct = p;
@@ -160,7 +170,7 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
         }
     if (!pct)
     {
-        pct = new ClassType;
+        pct = new CInstanceMonitor::ClassType;
         pct->strClassName = lpName;
         pct->lInstanceCount = 0;
         pct->lTotalCount = 0;
@@ -173,13 +183,14 @@ CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
 
     cache.keys[cache.iNext] = lpName;
     cache.records[cache.iNext] = pct;
+    cache.iLast = cache.iNext;
     cache.iNext = (cache.iNext + 1) % LookupCache::kSize;
     return pct;
 }
 
-void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
+__attribute__((noinline)) void CountUncached(CInstanceMonitor::ClassType* pct, int iSlot, int32_t lAlive,
+                                             int32_t lTotal)
 {
-    int iSlot = pct->iSlot.load(std::memory_order_relaxed);
     ThreadCounts* pCounts = iSlot >= 0 ? CountsOfThisThread() : nullptr;
     if (pCounts)
     {
@@ -191,6 +202,33 @@ void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
     }
     pct->lInstanceCount.fetch_add(lAlive, std::memory_order_relaxed);
     pct->lTotalCount.fetch_add(lTotal, std::memory_order_relaxed);
+}
+
+} // namespace
+
+CInstanceMonitor::ClassType* CInstanceMonitor::Find(const char* lpName)
+{
+    LookupCache& cache = t_cache;
+    const uint32_t uGen = g_uGeneration.load(std::memory_order_acquire);
+    if (cache.uGeneration == uGen && cache.keys[cache.iLast] == lpName)
+        return cache.records[cache.iLast];
+    return FindUncached(lpName, cache, uGen);
+}
+
+void CInstanceMonitor::Count(ClassType* pct, int32_t lAlive, int32_t lTotal)
+{
+    // The common case: a thread whose counts exist.
+    const int iSlot = pct->iSlot.load(std::memory_order_relaxed);
+    ThreadCounts* pCounts = t_pCounts;
+    if (iSlot >= 0 && pCounts)
+    {
+        std::atomic<int32_t>& alive = pCounts->alive[iSlot];
+        alive.store(alive.load(std::memory_order_relaxed) + lAlive, std::memory_order_relaxed);
+        std::atomic<int32_t>& total = pCounts->total[iSlot];
+        total.store(total.load(std::memory_order_relaxed) + lTotal, std::memory_order_relaxed);
+        return;
+    }
+    CountUncached(pct, iSlot, lAlive, lTotal);
 }
 
 void CInstanceMonitor::ReleaseRetired(ClassType* pct)
@@ -258,7 +296,7 @@ void CInstanceMonitor::Cleanup()
             pCounts->total[i].store(0, std::memory_order_relaxed);
         }
     reg.nSlotsUsed = 0;
-    reg.uGeneration.fetch_add(1, std::memory_order_release);
+    g_uGeneration.fetch_add(1, std::memory_order_release);
 }
 
 std::string CInstanceMonitor::DumpState()

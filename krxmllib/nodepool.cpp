@@ -4,8 +4,7 @@ namespace KrXmlLib16 {
 
 static const size_t kChunkBytes = 64 * 1024;
 
-CNodePool::CNodePool(size_t nBlockSize)
-    : m_nBlockSize((nBlockSize + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t))
+CNodePool::CNodePool(size_t nBlockSize, size_t nAlign) : m_nBlockSize((nBlockSize + nAlign - 1) / nAlign * nAlign)
 {
 }
 

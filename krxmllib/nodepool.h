@@ -12,7 +12,7 @@ namespace KrXmlLib16 {
 class CNodePool
 {
 public:
-    explicit CNodePool(size_t nBlockSize);
+    explicit CNodePool(size_t nBlockSize, size_t nAlign = alignof(std::max_align_t));
     ~CNodePool() { ReleaseAll(); }
     CNodePool(const CNodePool&) = delete;
     CNodePool& operator=(const CNodePool&) = delete;

@@ -87,6 +87,46 @@ pcre2_match_context* SharedMatchContext()
     return s_context.Get();
 }
 
+// Match data keeps the backtracking frames of its last match. A match of a short subject uses
+// this thread's own, kept from match to match so that it allocates nothing once warm; a long
+// one, whose frames may have grown large, gets match data of its own that goes with it.
+const size_t kReusedMatchDataSubject = 1024;
+
+// Match data of this thread, big enough for nPairs offset pairs. A larger block serves a
+// pattern with fewer groups.
+pcre2_match_data* ThreadMatchData(uint32_t nPairs)
+{
+    thread_local std::unique_ptr<pcre2_match_data, MatchDataDeleter> t_spData;
+    thread_local uint32_t t_nPairs = 0;
+    if (!t_spData || t_nPairs < nPairs)
+    {
+        t_spData.reset();
+        t_nPairs = 0;
+        t_spData.reset(pcre2_match_data_create(nPairs, nullptr));
+        if (!t_spData)
+            throw std::bad_alloc();
+        t_nPairs = nPairs;
+    }
+    return t_spData.get();
+}
+
+// Characters that stand for themselves in a pattern, outside a class and in it, with the
+// options the matcher compiles with.
+bool IsPlainLiteral(unsigned char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == ' ' ||
+           c == ':' || c == '@' || c == '/' || c == ',' || c == '=' || c == '\'' || c == '"' || c == '%' || c == '&' ||
+           c == ';' || c == '~' || c == '!' || c == '<' || c == '>';
+}
+
+void AddToSet(uint64_t& qwLow, uint64_t& qwHigh, unsigned char c)
+{
+    if (c < 64)
+        qwLow |= uint64_t(1) << c;
+    else
+        qwHigh |= uint64_t(1) << (c - 64);
+}
+
 } // namespace
 
 std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
@@ -117,7 +157,91 @@ std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
     return strPattern;
 }
 
-CPatternMatcher::CPatternMatcher(const std::string& patternUtf8) : m_pCode(nullptr), m_dwCaptureCount(0)
+bool CPatternMatcher::ParseFixedShape(const std::string& strPattern)
+{
+    std::vector<FixedAtom> atoms;
+    size_t nLength = 0;
+    const size_t n = strPattern.size();
+    size_t i = 0;
+    while (i < n)
+    {
+        FixedAtom atom = {0, 0, 1};
+        const unsigned char c = static_cast<unsigned char>(strPattern[i]);
+        if (c == '-' || IsPlainLiteral(c))
+        {
+            AddToSet(atom.qwLow, atom.qwHigh, c);
+            ++i;
+        }
+        else if (c == '[')
+        {
+            // Literals and ranges of literals; anything else (a negation, an escape, a nested
+            // class, a '-' that isn't between two literals) is left to PCRE2.
+            ++i;
+            bool bAny = false;
+            while (i < n && strPattern[i] != ']')
+            {
+                const unsigned char cFrom = static_cast<unsigned char>(strPattern[i]);
+                if (!IsPlainLiteral(cFrom))
+                    return false;
+                unsigned char cTo = cFrom;
+                if (i + 2 < n && strPattern[i + 1] == '-' && strPattern[i + 2] != ']')
+                {
+                    cTo = static_cast<unsigned char>(strPattern[i + 2]);
+                    if (!IsPlainLiteral(cTo) || cTo < cFrom)
+                        return false;
+                    i += 3;
+                }
+                else
+                    ++i;
+                for (unsigned int k = cFrom; k <= cTo; ++k)
+                    AddToSet(atom.qwLow, atom.qwHigh, static_cast<unsigned char>(k));
+                bAny = true;
+            }
+            if (i >= n || !bAny)
+                return false;
+            ++i;  // the ']'
+        }
+        else
+            return false;
+        if (i < n && strPattern[i] == '{')
+        {
+            // Only an exact count "{n}"; "{n,m}" and "{n,}" leave a choice of lengths.
+            size_t j = i + 1;
+            uint32_t dwCount = 0;
+            while (j < n && strPattern[j] >= '0' && strPattern[j] <= '9' && j - i <= 4)
+                dwCount = dwCount * 10 + static_cast<uint32_t>(strPattern[j++] - '0');
+            if (j == i + 1 || j >= n || strPattern[j] != '}')
+                return false;
+            atom.dwCount = dwCount;
+            i = j + 1;
+        }
+        if (i < n && (strPattern[i] == '?' || strPattern[i] == '*' || strPattern[i] == '+' || strPattern[i] == '{'))
+            return false;
+        nLength += atom.dwCount;
+        atoms.push_back(atom);
+    }
+    m_fixedAtoms.swap(atoms);
+    m_nFixedLength = nLength;
+    return true;
+}
+
+bool CPatternMatcher::MatchesFixedShape(const char* p, size_t nLen) const
+{
+    if (nLen != m_nFixedLength)
+        return false;
+    for (const FixedAtom& atom : m_fixedAtoms)
+        for (uint32_t k = 0; k < atom.dwCount; ++k)
+        {
+            const unsigned char c = static_cast<unsigned char>(*p++);
+            const bool bIn = c < 64 ? ((atom.qwLow >> c) & 1) != 0 : c < 128 && ((atom.qwHigh >> (c - 64)) & 1) != 0;
+            if (!bIn)
+                return false;
+        }
+    return true;
+}
+
+CPatternMatcher::CPatternMatcher(const std::string& patternUtf8)
+    : m_pCode(nullptr), m_dwCaptureCount(0), m_bFixedShape(false), m_nFixedLength(0)
 {
     size_t nValid = Platform::ValidLocalPrefix(65001, patternUtf8.data(), patternUtf8.size());
     if (nValid != patternUtf8.size())
@@ -143,6 +267,7 @@ CPatternMatcher::CPatternMatcher(const std::string& patternUtf8) : m_pCode(nullp
     }
     if (pcre2_pattern_info(m_pCode, PCRE2_INFO_CAPTURECOUNT, &m_dwCaptureCount) != 0)
         m_dwCaptureCount = 0;
+    m_bFixedShape = ParseFixedShape(patternUtf8);
 }
 
 CPatternMatcher::~CPatternMatcher()
@@ -183,12 +308,23 @@ bool CPatternMatcher::Matches(const char* lpValue, size_t nLen) const
             pSubject = "";
     }
 
-    std::unique_ptr<pcre2_match_data, MatchDataDeleter> pMatch(pcre2_match_data_create(m_dwCaptureCount + 1, nullptr));
-    if (!pMatch)
-        throw std::bad_alloc();
+    if (m_bFixedShape)
+        return MatchesFixedShape(pSubject, nLen);
+
+    std::unique_ptr<pcre2_match_data, MatchDataDeleter> spOwnMatch;
+    pcre2_match_data* pMatch;
+    if (nLen <= kReusedMatchDataSubject)
+        pMatch = ThreadMatchData(m_dwCaptureCount + 1);
+    else
+    {
+        spOwnMatch.reset(pcre2_match_data_create(m_dwCaptureCount + 1, nullptr));
+        if (!spOwnMatch)
+            throw std::bad_alloc();
+        pMatch = spOwnMatch.get();
+    }
     // The subject has been checked above, and the whole of it is matched, NUL bytes included.
     int iResult = pcre2_match(m_pCode, reinterpret_cast<PCRE2_SPTR>(pSubject), nLen, 0, PCRE2_ANCHORED | PCRE2_NO_UTF_CHECK,
-                              pMatch.get(), SharedMatchContext());
+                              pMatch, SharedMatchContext());
     if (iResult == PCRE2_ERROR_NOMEMORY)
         throw std::bad_alloc();
     if (iResult == PCRE2_ERROR_NOMATCH)
@@ -204,7 +340,7 @@ bool CPatternMatcher::Matches(const char* lpValue, size_t nLen) const
                                         static_cast<unsigned long long>(nLen), reinterpret_cast<const char*>(szError)));
     }
     // "$" also matches before a final newline; only a match that ends at the subject's end counts.
-    const PCRE2_SIZE* pOffsets = pcre2_get_ovector_pointer(pMatch.get());
+    const PCRE2_SIZE* pOffsets = pcre2_get_ovector_pointer(pMatch);
     return pOffsets[0] == 0 && pOffsets[1] == nLen;
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "krxmlexport.h"
 
@@ -38,9 +39,26 @@ public:
     static std::string TranslatePattern(const std::string& patternUtf8);
 
 private:
+    // A pattern of ASCII literals and ASCII character classes, each taken once or a fixed
+    // number of times ("SKU-[0-9]{6}"), matches exactly the texts of its length whose bytes
+    // fall in the atoms' sets in turn: such patterns, common for codes, are matched without
+    // PCRE2. The sets are bit masks of the 128 ASCII characters.
+    struct FixedAtom
+    {
+        uint64_t qwLow;   // characters 0 to 63
+        uint64_t qwHigh;  // characters 64 to 127
+        uint32_t dwCount;
+    };
+    // Fills m_fixedAtoms if the XSD pattern has that form; false leaves it to PCRE2.
+    bool ParseFixedShape(const std::string& patternUtf8);
+    bool MatchesFixedShape(const char* p, size_t nLen) const;
+
     std::string m_strTranslated;
     pcre2_real_code_8* m_pCode;
     uint32_t m_dwCaptureCount;
+    bool m_bFixedShape;
+    size_t m_nFixedLength;
+    std::vector<FixedAtom> m_fixedAtoms;
 };
 
 } // namespace KrXmlLib16

@@ -1,5 +1,7 @@
 #include "primitiverestrictions.h"
 
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "conversions.h"
@@ -10,7 +12,7 @@
 namespace KrXmlLib16 {
 
 CPrimitiveRestrictions::CPrimitiveRestrictions()
-    : m_lMinLength(-1), m_lMaxLength(-1), m_lLength(-1), m_lTotalDigits(-1), m_lFractionDigits(-1)
+    : m_lMinLength(-1), m_lMaxLength(-1), m_lLength(-1), m_lTotalDigits(-1), m_lFractionDigits(-1), m_pBounds(nullptr)
 {
 }
 
@@ -27,11 +29,106 @@ CPrimitiveRestrictions::CPrimitiveRestrictions(const char* pattern, int32_t minL
       m_strMaxExclusive(maxExclusive ? maxExclusive : ""),
       m_lLength(length),
       m_lTotalDigits(totalDigits),
-      m_lFractionDigits(fractionDigits)
+      m_lFractionDigits(fractionDigits),
+      m_pBounds(nullptr)
 {
 }
 
-CPrimitiveRestrictions::~CPrimitiveRestrictions() = default;
+// The bounds of one record parsed for one kind, with the texts they came from: the record's
+// fields are public and may be changed, and parsed bounds serve only while the texts are the
+// ones parsed. A bound that didn't parse has no value here; a check parses it again and so
+// fails as it would have without this.
+class CFacetBounds
+{
+public:
+    CFacetBounds(ItemType eKind, const CPrimitiveRestrictions& f)
+        : m_eKind(eKind),
+          m_nDecimalPlaces(CDecimal::GetMaxDecimalPlaces()),
+          m_strTexts{f.m_strMinInclusive, f.m_strMaxInclusive, f.m_strMinExclusive, f.m_strMaxExclusive}
+    {
+    }
+    virtual ~CFacetBounds() = default;
+    CFacetBounds(const CFacetBounds&) = delete;
+    CFacetBounds& operator=(const CFacetBounds&) = delete;
+
+    // The record's bounds for the kind, made by the first caller (pfnMake) and shared from then
+    // on; null when the record's texts or the kind are no longer those they were made for.
+    static const CFacetBounds* Of(const CPrimitiveRestrictions& f, ItemType eKind,
+                                  CFacetBounds* (*pfnMake)(const CPrimitiveRestrictions&))
+    {
+        CFacetBounds* p = f.m_pBounds.load(std::memory_order_acquire);
+        if (!p)
+        {
+            std::unique_ptr<CFacetBounds> spMade(pfnMake(f));
+            CFacetBounds* pExpected = nullptr;
+            if (f.m_pBounds.compare_exchange_strong(pExpected, spMade.get(), std::memory_order_acq_rel,
+                                                    std::memory_order_acquire))
+                p = spMade.release();
+            else
+                p = pExpected;  // another thread was first; its bounds are the same
+        }
+        return p->Fits(eKind, f) ? p : nullptr;
+    }
+
+    static void Drop(const CPrimitiveRestrictions& f) { delete f.m_pBounds.exchange(nullptr); }
+
+    static void DecimalDigits(const CDecimal& v, size_t& nInteger, size_t& nFraction)
+    {
+        v.CountDigits(nInteger, nFraction);
+    }
+
+private:
+    bool Fits(ItemType eKind, const CPrimitiveRestrictions& f) const
+    {
+        // Decimal bounds are rounded to the places in force when they were read.
+        return eKind == m_eKind && m_strTexts[0] == f.m_strMinInclusive && m_strTexts[1] == f.m_strMaxInclusive &&
+               m_strTexts[2] == f.m_strMinExclusive && m_strTexts[3] == f.m_strMaxExclusive &&
+               (eKind != ItemType_decimal || m_nDecimalPlaces == CDecimal::GetMaxDecimalPlaces());
+    }
+
+    const ItemType m_eKind;
+    const int m_nDecimalPlaces;
+    const std::string m_strTexts[4];
+};
+
+CPrimitiveRestrictions::CPrimitiveRestrictions(const CPrimitiveRestrictions& other)
+    : m_strPattern(other.m_strPattern),
+      m_lMinLength(other.m_lMinLength),
+      m_lMaxLength(other.m_lMaxLength),
+      m_strMinInclusive(other.m_strMinInclusive),
+      m_strMaxInclusive(other.m_strMaxInclusive),
+      m_strMinExclusive(other.m_strMinExclusive),
+      m_strMaxExclusive(other.m_strMaxExclusive),
+      m_lLength(other.m_lLength),
+      m_lTotalDigits(other.m_lTotalDigits),
+      m_lFractionDigits(other.m_lFractionDigits),
+      m_pBounds(nullptr)
+{
+}
+
+CPrimitiveRestrictions& CPrimitiveRestrictions::operator=(const CPrimitiveRestrictions& other)
+{
+    if (this != &other)
+    {
+        m_strPattern = other.m_strPattern;
+        m_lMinLength = other.m_lMinLength;
+        m_lMaxLength = other.m_lMaxLength;
+        m_strMinInclusive = other.m_strMinInclusive;
+        m_strMaxInclusive = other.m_strMaxInclusive;
+        m_strMinExclusive = other.m_strMinExclusive;
+        m_strMaxExclusive = other.m_strMaxExclusive;
+        m_lLength = other.m_lLength;
+        m_lTotalDigits = other.m_lTotalDigits;
+        m_lFractionDigits = other.m_lFractionDigits;
+        CFacetBounds::Drop(*this);
+    }
+    return *this;
+}
+
+CPrimitiveRestrictions::~CPrimitiveRestrictions()
+{
+    CFacetBounds::Drop(*this);
+}
 
 namespace {
 
@@ -79,25 +176,94 @@ template <ItemType K>
 struct Kind
 {
     typedef typename ItemKind<K>::Type T;
+    static constexpr ItemType eKind = K;
     static constexpr Category category = CategoryOf<K>();
     static T Parse(const std::string& s) { return ItemKind<K>::FromString(s, kBoundRule); }
     static std::string Text(const T& v) { return ItemKind<K>::ToString(v); }
 };
+
+enum BoundIndex
+{
+    Bound_MinInclusive,
+    Bound_MaxInclusive,
+    Bound_MinExclusive,
+    Bound_MaxExclusive
+};
+
+// The four bounds of a record read as one kind; an absent bound, or one that didn't parse, has
+// no value.
+template <class Traits>
+class CKindBounds final : public CFacetBounds
+{
+public:
+    explicit CKindBounds(const CPrimitiveRestrictions& f) : CFacetBounds(Traits::eKind, f)
+    {
+        const std::string* texts[4] = {&f.m_strMinInclusive, &f.m_strMaxInclusive, &f.m_strMinExclusive,
+                                       &f.m_strMaxExclusive};
+        for (int i = 0; i < 4; ++i)
+            if (!texts[i]->empty())
+                try
+                {
+                    m_values[i].emplace(Traits::Parse(*texts[i]));
+                }
+                catch (...)
+                {
+                    // Parsed again, and so raised, by the checks that reach it.
+                }
+    }
+    static CFacetBounds* Make(const CPrimitiveRestrictions& f) { return new CKindBounds(f); }
+
+    std::optional<typename Traits::T> m_values[4];
+};
+
+// The bounds of a check: parsed once per record, or at each check where the record has changed
+// since, or has been read as another kind.
+template <class Traits>
+class CBounds
+{
+public:
+    explicit CBounds(const CPrimitiveRestrictions& f)
+        : m_pParsed(static_cast<const CKindBounds<Traits>*>(
+              CFacetBounds::Of(f, Traits::eKind, &CKindBounds<Traits>::Make)))
+    {
+    }
+    // The bound's value; its text is present.
+    const typename Traits::T& Get(BoundIndex i, const std::string& strText)
+    {
+        if (m_pParsed && m_pParsed->m_values[i])
+            return *m_pParsed->m_values[i];
+        m_parsed.emplace(Traits::Parse(strText));
+        return *m_parsed;
+    }
+
+private:
+    const CKindBounds<Traits>* m_pParsed;
+    std::optional<typename Traits::T> m_parsed;
+};
+
+bool HasBounds(const CPrimitiveRestrictions& f)
+{
+    return !f.m_strMinInclusive.empty() || !f.m_strMaxInclusive.empty() || !f.m_strMinExclusive.empty() ||
+           !f.m_strMaxExclusive.empty();
+}
 
 // minInclusive, maxInclusive, minExclusive, maxExclusive in that order, by the kind's own
 // operators; for floats these are IEEE comparisons, so a NaN fails every bound present.
 template <class Traits>
 bool OrderedBoundsPass(const typename Traits::T& v, const CPrimitiveRestrictions& f)
 {
+    if (!HasBounds(f))
+        return true;
+    CBounds<Traits> b(f);
     bool pass = true;
     if (!f.m_strMinInclusive.empty())
-        pass = v >= Traits::Parse(f.m_strMinInclusive);
+        pass = v >= b.Get(Bound_MinInclusive, f.m_strMinInclusive);
     if (pass && !f.m_strMaxInclusive.empty())
-        pass = v <= Traits::Parse(f.m_strMaxInclusive);
+        pass = v <= b.Get(Bound_MaxInclusive, f.m_strMaxInclusive);
     if (pass && !f.m_strMinExclusive.empty())
-        pass = v > Traits::Parse(f.m_strMinExclusive);
+        pass = v > b.Get(Bound_MinExclusive, f.m_strMinExclusive);
     if (pass && !f.m_strMaxExclusive.empty())
-        pass = v < Traits::Parse(f.m_strMaxExclusive);
+        pass = v < b.Get(Bound_MaxExclusive, f.m_strMaxExclusive);
     return pass;
 }
 
@@ -106,19 +272,22 @@ bool OrderedBoundsPass(const typename Traits::T& v, const CPrimitiveRestrictions
 template <class Traits>
 bool PartialBoundsPass(const typename Traits::T& v, const CPrimitiveRestrictions& f)
 {
+    if (!HasBounds(f))
+        return true;
+    CBounds<Traits> b(f);
     bool pass = true;
     if (!f.m_strMinInclusive.empty())
-        pass = v.CompareTo(Traits::Parse(f.m_strMinInclusive)) != CDateTime::dtcLess;
+        pass = v.CompareTo(b.Get(Bound_MinInclusive, f.m_strMinInclusive)) != CDateTime::dtcLess;
     if (pass && !f.m_strMaxInclusive.empty())
-        pass = v.CompareTo(Traits::Parse(f.m_strMaxInclusive)) != CDateTime::dtcGreater;
+        pass = v.CompareTo(b.Get(Bound_MaxInclusive, f.m_strMaxInclusive)) != CDateTime::dtcGreater;
     if (pass && !f.m_strMinExclusive.empty())
     {
-        CDateTime::DTCompareResult r = v.CompareTo(Traits::Parse(f.m_strMinExclusive));
+        CDateTime::DTCompareResult r = v.CompareTo(b.Get(Bound_MinExclusive, f.m_strMinExclusive));
         pass = r == CDateTime::dtcGreater || r == CDateTime::dtcIndeterminate;
     }
     if (pass && !f.m_strMaxExclusive.empty())
     {
-        CDateTime::DTCompareResult r = v.CompareTo(Traits::Parse(f.m_strMaxExclusive));
+        CDateTime::DTCompareResult r = v.CompareTo(b.Get(Bound_MaxExclusive, f.m_strMaxExclusive));
         pass = r == CDateTime::dtcLess || r == CDateTime::dtcIndeterminate;
     }
     return pass;
@@ -146,9 +315,8 @@ bool DecimalDigitsPass(const CDecimal& v, const CPrimitiveRestrictions& f)
 {
     if (f.m_lTotalDigits < 0 && f.m_lFractionDigits < 0)
         return true;
-    CBigInteger integerPart = v.GetIntegerPart();
-    size_t nInteger = integerPart.IsZero() ? 0 : integerPart.GetAbs().ToString().size();
-    size_t nFraction = v.GetFractionPart().IsZero() ? 0 : static_cast<size_t>(v.GetFractionDivider());
+    size_t nInteger, nFraction;
+    CFacetBounds::DecimalDigits(v, nInteger, nFraction);
     if (!TotalDigitsPass(nInteger + nFraction, f))
         return false;
     return f.m_lFractionDigits < 0 || nFraction <= static_cast<size_t>(f.m_lFractionDigits);
@@ -227,10 +395,11 @@ void CheckFacets(const char* name, const typename Kind<K>::T& value, const CPrim
     else
     {
         pass = OrderedBoundsPass<Traits>(value, f);
+        // The text is made only for a totalDigits that is there.
         if constexpr (cat == Cat_SmallInt || cat == Cat_WideInt)
-            pass = pass && TotalDigitsPass(Traits::Text(value).size(), f);
+            pass = pass && (f.m_lTotalDigits < 0 || TotalDigitsPass(Traits::Text(value).size(), f));
         else if constexpr (cat == Cat_Integer)
-            pass = pass && TotalDigitsPass(value.ToString().size(), f);
+            pass = pass && (f.m_lTotalDigits < 0 || TotalDigitsPass(value.ToString().size(), f));
         else if constexpr (cat == Cat_Decimal)
             pass = pass && DecimalDigitsPass(value, f);
     }

@@ -3,6 +3,7 @@
 #ifndef KRXMLLIB_PRIMITIVERESTRICTIONS_H
 #define KRXMLLIB_PRIMITIVERESTRICTIONS_H
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -13,9 +14,11 @@
 
 namespace KrXmlLib16 {
 
-// A plain record. Bounds stay schema text and are parsed by each check with the value's own
-// parser, so one record serves any kind and a bound that doesn't parse fails only when a value
-// is checked. A text facet is absent when empty, a number when below 0.
+class CFacetBounds;
+
+// A plain record. Bounds stay schema text, parsed with the value's own parser when a value is
+// checked, so one record serves any kind and a bound that doesn't parse fails only then, at
+// every check. A text facet is absent when empty, a number when below 0.
 class KRXML_API CPrimitiveRestrictions
 {
 public:
@@ -25,8 +28,9 @@ public:
     CPrimitiveRestrictions(const char* pattern, int32_t minLength, int32_t maxLength, const char* minInclusive,
                            const char* maxInclusive, const char* minExclusive, const char* maxExclusive,
                            int32_t length, int32_t totalDigits, int32_t fractionDigits);
-    CPrimitiveRestrictions(const CPrimitiveRestrictions& other) = default;
-    CPrimitiveRestrictions& operator=(const CPrimitiveRestrictions& other) = default;
+    // Field by field; the parsed bounds below stay with their record.
+    CPrimitiveRestrictions(const CPrimitiveRestrictions& other);
+    CPrimitiveRestrictions& operator=(const CPrimitiveRestrictions& other);
     virtual ~CPrimitiveRestrictions();
 
     std::string m_strPattern;
@@ -39,6 +43,12 @@ public:
     int32_t m_lLength;
     int32_t m_lTotalDigits;
     int32_t m_lFractionDigits;
+
+private:
+    friend class CFacetBounds;
+    // The bounds as the first check parsed them, for the kind it checked; made once by whichever
+    // thread checks first, and used only while the texts are still the ones it parsed.
+    mutable std::atomic<CFacetBounds*> m_pBounds;
 };
 
 // The C++ type in which a check of each kind takes its value: the kind's own value type.

@@ -22,7 +22,8 @@ CStringBuffer::~CStringBuffer()
 void CStringBuffer::AddBlock()
 {
     assert(m_LastBlock_SizeOf == m_LastBlock_DataIn);
-    m_blocks.push_back(std::unique_ptr<char[]>(new char[m_dwBlockSize + 1]()));
+    // Not cleared: GetData terminates the text where it ends, which is all a reader can see.
+    m_blocks.push_back(std::unique_ptr<char[]>(new char[m_dwBlockSize + 1]));
     try
     {
         m_blockSizes.push_back(m_dwBlockSize);
@@ -58,7 +59,10 @@ const char* CStringBuffer::GetData()
     if (m_blocks.empty())
         return "";
     if (m_blocks.size() == 1)
+    {
+        m_blocks[0][m_LastBlock_DataIn] = 0;
         return m_blocks[0].get();
+    }
     size_t nTotal = m_dwTotalBufferLen;
     std::unique_ptr<char[]> spJoined(new char[nTotal + 1]);
     char* pJoined = spJoined.get();
@@ -107,9 +111,6 @@ void CStringBuffer::Reset()
 {
     if (m_blocks.size() == 1)
     {
-        // Only the used part can hold text: the rest is still clear from the allocation or
-        // from an earlier reset.
-        std::memset(m_blocks[0].get(), 0, m_LastBlock_DataIn);
         m_LastBlock_DataIn = 0;
         m_dwTotalBufferLen = 0;
     }

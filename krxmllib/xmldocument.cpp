@@ -2,9 +2,11 @@
 
 #include <cassert>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "encoder.h"
+#include "equalbytes.h"
 #include "expatreader.h"
 #include "functions.h"
 #include "jsonreadertoxmlhandler.h"
@@ -20,7 +22,9 @@ namespace KrXmlLib16 {
 struct __attribute__((visibility("hidden"))) CXmlDocument::CState final : public IXmlContentSink
 {
     explicit CState(CXmlDocument& doc)
-        : m_doc(doc), m_elementPool(sizeof(CXmlElement)), m_attributePool(sizeof(CXmlAttribute))
+        : m_doc(doc),
+          m_elementPool(sizeof(CXmlElement), alignof(CXmlElement)),
+          m_attributePool(sizeof(CXmlAttribute), alignof(CXmlAttribute))
     {
     }
 
@@ -37,18 +41,107 @@ struct __attribute__((visibility("hidden"))) CXmlDocument::CState final : public
     {
         AddElementAttribute(m_doc.m_pElementStack.back(), pName, nName, pValue, nValue, pNamespace, nNamespace);
     }
+    // Text before an element's first child, all of a leaf's, goes into the element; what comes
+    // after is held back (see CXmlElement::GetText), where a piece of indentation costs little
+    // more than its bytes. A caller that consumes elements as they close may look at the texts
+    // of open ones, so with a callback all text goes into the elements.
     void OnText(const char* pText, uint32_t dwLen) override
     {
-        CXmlDocument::AppendTextExcludingCR(m_doc.m_pElementStack.back(), pText, dwLen);
+        CXmlElement* pElement = m_doc.m_pElementStack.back();
+        if (pElement->m_pLastChild && !m_doc.m_pfnElementEnd)
+            HoldBack(pElement, pText, dwLen);
+        else
+            CXmlDocument::AppendTextExcludingCR(pElement, pText, dwLen);
     }
     void OnEndElement() override { m_doc.EndElement(); }
     // Kept sections stay in the text with their markers.
-    void OnStartCData() override { m_doc.m_pElementStack.back()->AppendText("<![CDATA[", 9); }
-    void OnEndCData() override { m_doc.m_pElementStack.back()->AppendText("]]>", 3); }
+    void OnStartCData() override { OnText("<![CDATA[", 9); }
+    void OnEndCData() override { OnText("]]>", 3); }
+
+    const char* HeldBack(size_t nDepth) const { return m_heldBack[nDepth].Data(); }
+    void ReleaseHeldBack() { m_heldBack.clear(); }
 
     CXmlDocument& m_doc;
     CNodePool m_elementPool;
     CNodePool m_attributePool;
+
+private:
+    // The held-back text of one depth: the runs of the elements of that depth, one after the
+    // other. An element's run is contiguous, as no other element of its depth opens before it
+    // closes.
+    class CTextRun
+    {
+    public:
+        const char* Data() const { return m_spData.get(); }
+        size_t Size() const { return m_nSize; }
+        // Appends up to nLen bytes or up to the first zero byte, leaving out every character
+        // 13, as AppendTextExcludingCR does; answers the number of bytes appended.
+        size_t AppendExcludingCR(const char* pText, size_t nLen)
+        {
+            if (m_nCapacity - m_nSize < nLen)
+                Grow(nLen);
+            char* const pOut = m_spData.get() + m_nSize;
+            size_t n = 0;
+            for (size_t i = 0; i < nLen; ++i)
+            {
+                const char c = pText[i];
+                if (c == 0)
+                    break;
+                pOut[n] = c;
+                n += c != '\r';
+            }
+            m_nSize += n;
+            return n;
+        }
+
+    private:
+        __attribute__((noinline)) void Grow(size_t nMore)
+        {
+            size_t nCapacity = m_nCapacity < 4096 ? 4096 : 2 * m_nCapacity;
+            if (nCapacity - m_nSize < nMore)
+                nCapacity = m_nSize + nMore;
+            std::unique_ptr<char[]> spData(new char[nCapacity]);
+            if (m_nSize)
+                std::memcpy(spData.get(), m_spData.get(), m_nSize);
+            m_spData.swap(spData);
+            m_nCapacity = nCapacity;
+        }
+
+        std::unique_ptr<char[]> m_spData;
+        size_t m_nSize = 0;
+        size_t m_nCapacity = 0;
+    };
+
+    void HoldBack(CXmlElement* pElement, const char* pText, uint32_t dwLen)
+    {
+        const size_t nDepth = m_doc.m_pElementStack.size() - 1;
+        if (m_heldBack.size() <= nDepth || m_heldBack[nDepth].Size() + dwLen > 0xFFFFFFFFu)
+        {
+            HoldBackRarely(pElement, pText, dwLen);
+            return;
+        }
+        CTextRun& run = m_heldBack[nDepth];
+        if (!pElement->m_nHeldBackLength)
+            pElement->m_nHeldBackOffset = static_cast<uint32_t>(run.Size());
+        pElement->m_nHeldBackLength += static_cast<uint32_t>(run.AppendExcludingCR(pText, dwLen));
+    }
+    // The first text held back at a depth, and text beyond what an element can point at with
+    // 32 bits, which the element takes after all.
+    __attribute__((noinline)) void HoldBackRarely(CXmlElement* pElement, const char* pText, uint32_t dwLen)
+    {
+        const size_t nDepth = m_doc.m_pElementStack.size() - 1;
+        if (m_heldBack.size() <= nDepth)
+            m_heldBack.resize(nDepth + 1);
+        if (m_heldBack[nDepth].Size() + dwLen > 0xFFFFFFFFu)
+        {
+            pElement->GetText();  // what was held back joins the text first
+            CXmlDocument::AppendTextExcludingCR(pElement, pText, dwLen);
+            return;
+        }
+        HoldBack(pElement, pText, dwLen);
+    }
+
+    std::vector<CTextRun> m_heldBack;  // by depth
 };
 
 CXmlDocument::CXmlDocument() : CInstanceMonitor("CXmlDocument")
@@ -108,11 +201,18 @@ void CXmlDocument::Cleanup()
     m_pLastNamespace = nullptr;
     m_pState->m_elementPool.ReleaseAll();
     m_pState->m_attributePool.ReleaseAll();
+    m_pState->ReleaseHeldBack();
+}
+
+const char* CXmlDocument::HeldBackText(size_t nDepth) const
+{
+    return m_pState->HeldBack(nDepth);
 }
 
 const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t nLen) const
 {
-    if (m_pLastNamespace && m_pLastNamespace->size() == nLen && std::memcmp(m_pLastNamespace->data(), lpNamespace, nLen) == 0)
+    if (m_pLastNamespace && m_pLastNamespace->size() == nLen &&
+        Internal::EqualBytes(m_pLastNamespace->data(), lpNamespace, nLen))
         return m_pLastNamespace;
     m_pLastNamespace = &*m_namespaces.insert(std::string(lpNamespace, nLen)).first;
     return m_pLastNamespace;
@@ -134,6 +234,20 @@ CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent) const
     return new (p) CXmlElement(this, pParent);
 }
 
+CXmlElement* CXmlDocument::NewElement(const CXmlElement* pParent, const char* pLocalName, size_t nLocalName) const
+{
+    void* p = KRXML_NODE_ALLOC(m_pState->m_elementPool, sizeof(CXmlElement));
+    try
+    {
+        return new (p) CXmlElement(this, pParent, pLocalName, nLocalName);
+    }
+    catch (...)
+    {
+        KRXML_NODE_FREE(m_pState->m_elementPool, p);
+        throw;
+    }
+}
+
 void CXmlDocument::DeleteElement(CXmlElement* pElement) const
 {
     pElement->~CXmlElement();
@@ -145,6 +259,22 @@ CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const std
 {
     void* p = KRXML_NODE_ALLOC(m_pState->m_attributePool, sizeof(CXmlAttribute));
     return new (p) CXmlAttribute(pElement, strLocalName, strValue, strNamespace);
+}
+
+CXmlAttribute* CXmlDocument::NewAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                          const char* pValue, size_t nValue, const char* pNamespace,
+                                          size_t nNamespace) const
+{
+    void* p = KRXML_NODE_ALLOC(m_pState->m_attributePool, sizeof(CXmlAttribute));
+    try
+    {
+        return new (p) CXmlAttribute(pElement, pLocalName, nLocalName, pValue, nValue, pNamespace, nNamespace);
+    }
+    catch (...)
+    {
+        KRXML_NODE_FREE(m_pState->m_attributePool, p);
+        throw;
+    }
 }
 
 void CXmlDocument::DeleteAttribute(CXmlAttribute* pAttribute) const
@@ -420,13 +550,12 @@ CXmlElement* CXmlDocument::AddElement(const char* pNamespace, size_t nNamespace,
 {
     CXmlElement* pElement;
     if (!m_pDocElement)
-        pElement = m_pDocElement = NewElement(nullptr);
+        pElement = m_pDocElement = NewElement(nullptr, pName, nName);
     else
     {
         assert(!m_pElementStack.empty());
-        pElement = m_pElementStack.back()->CreateNewChildElement();
+        pElement = m_pElementStack.back()->CreateNewChildElement(pName, nName);
     }
-    pElement->m_strLocalName.assign(pName, nName);
     if (nNamespace)
         pElement->m_pNamespaceURI = InternNamespace(pNamespace, nNamespace);
     m_pElementStack.push_back(pElement);
@@ -476,11 +605,16 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const std::string&
 void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
                                        const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
 {
-    pElement->m_attributes.push_back(nullptr);  // room first, so that a failed push can't leak the node
+    // Room first, so that a failed push can't leak the node; an element with attributes mostly
+    // has a few, which then need one allocation rather than one per doubling.
+    if (pElement->m_attributes.capacity() == 0)
+        pElement->m_attributes.reserve(4);
+    pElement->m_attributes.push_back(nullptr);
     CXmlAttribute* pAttr;
     try
     {
-        pAttr = pElement->m_pDocument->NewAttribute(pElement, std::string(), std::string(), std::string());
+        pAttr = pElement->m_pDocument->NewAttribute(pElement, pLocalName, nLocalName, pValue, nValue, pNamespace,
+                                                    nNamespace);
     }
     catch (...)
     {
@@ -488,9 +622,6 @@ void CXmlDocument::AddElementAttribute(CXmlElement* pElement, const char* pLocal
         throw;
     }
     pElement->m_attributes.back() = pAttr;
-    pAttr->m_strLocalName.assign(pLocalName, nLocalName);
-    pAttr->m_strValue.assign(pValue, nValue);
-    pAttr->m_strNamespaceURI.assign(pNamespace, nNamespace);
 }
 
 void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpText, uint32_t dwLen)
@@ -501,8 +632,22 @@ void CXmlDocument::AppendTextExcludingCR(CXmlElement* pElement, const char* lpTe
 void AppendTextExcludingCR(std::string& strText, const char* pText, uint32_t dwLen)
 {
     // The text ends at dwLen or at a zero byte; every character 13 is left out, and the runs
-    // between them are appended whole. Both searches are the library's vectorised ones: a
-    // parser almost never delivers either byte.
+    // between them are appended whole. A parser almost never delivers either byte. Short
+    // pieces, line ends and indentation above all, go byte by byte where there is room, which
+    // costs less than a general append; longer ones are searched with the library's
+    // vectorised functions and appended in runs.
+    if (dwLen <= 8 && strText.capacity() - strText.size() >= dwLen)
+    {
+        for (uint32_t i = 0; i < dwLen; ++i)
+        {
+            const char c = pText[i];
+            if (c == 0)
+                return;
+            if (c != '\r')
+                strText.push_back(c);
+        }
+        return;
+    }
     const char* pZero = static_cast<const char*>(std::memchr(pText, 0, dwLen));
     const char* pEnd = pZero ? pZero : pText + dwLen;
     const char* p = pText;

@@ -115,13 +115,18 @@ private:
     // Runs the XML text parser over the bytes, as the one and final piece, into the receiver.
     void ParseXmlText(const unsigned char* pData, uint32_t dwLen);
     const std::string* InternNamespace(const char* lpNamespace, size_t nLen) const;
+    // The text held back for the elements at a depth (see CXmlElement::GetText).
+    const char* HeldBackText(size_t nDepth) const;
     // The root if there is none yet, else a child of the open element; names as byte runs.
     CXmlElement* AddElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName);
     // Nodes live in the document's pools; these are the only places that make and free them.
     CXmlElement* NewElement(const CXmlElement* pParent) const;
+    CXmlElement* NewElement(const CXmlElement* pParent, const char* pLocalName, size_t nLocalName) const;
     void DeleteElement(CXmlElement* pElement) const;
     CXmlAttribute* NewAttribute(const CXmlElement* pElement, const std::string& strLocalName,
                                 const std::string& strValue, const std::string& strNamespace) const;
+    CXmlAttribute* NewAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                                const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace) const;
     void DeleteAttribute(CXmlAttribute* pAttribute) const;
 
     CXmlElement* m_pDocElement;

@@ -23,22 +23,39 @@ CXmlAttribute::CXmlAttribute(const CXmlElement* pElement, const std::string& str
 {
 }
 
+// strText == lpLiteral, with the literal's length known: most texts differ in length.
+template <size_t N>
+static bool IsText(const std::string& strText, const char (&lpLiteral)[N])
+{
+    return strText.size() == N - 1 && std::memcmp(strText.data(), lpLiteral, N - 1) == 0;
+}
+
+CXmlAttribute::CXmlAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName,
+                             const char* pValue, size_t nValue, const char* pNamespace, size_t nNamespace)
+    : CInstanceMonitor("CXmlAttribute"),
+      m_pElement(pElement),
+      m_strLocalName(pLocalName, nLocalName),
+      m_strValue(pValue, nValue),
+      m_strNamespaceURI(pNamespace, nNamespace)
+{
+}
+
 static bool IsInstanceNamespace(const std::string& strNamespace)
 {
-    return strNamespace == kXsiNamespace || strNamespace == kXmlnsNamespace;
+    return IsText(strNamespace, kXsiNamespace) || IsText(strNamespace, kXmlnsNamespace);
 }
 
 bool CXmlAttribute::IsNamespaceAttribute() const
 {
     if (!IsInstanceNamespace(m_strNamespaceURI))
         return false;
-    return m_strLocalName == "xmlns" || m_strLocalName == "type" || m_strLocalName == "schemaLocation" ||
-           m_strLocalName == "noNamespaceSchemaLocation";
+    return IsText(m_strLocalName, "xmlns") || IsText(m_strLocalName, "type") ||
+           IsText(m_strLocalName, "schemaLocation") || IsText(m_strLocalName, "noNamespaceSchemaLocation");
 }
 
 bool CXmlAttribute::IsNilAttribute() const
 {
-    return IsInstanceNamespace(m_strNamespaceURI) && m_strLocalName == "nil";
+    return IsInstanceNamespace(m_strNamespaceURI) && IsText(m_strLocalName, "nil");
 }
 
 std::string CXmlAttribute::GetXPath() const
@@ -69,7 +86,25 @@ CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pPare
       m_pPrevSibling(nullptr),
       m_pFirstChild(nullptr),
       m_pLastChild(nullptr),
-      m_pNamespaceURI(&s_strEmpty)
+      m_pNamespaceURI(&s_strEmpty),
+      m_nHeldBackOffset(0),
+      m_nHeldBackLength(0)
+{
+}
+
+CXmlElement::CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pParent, const char* pLocalName,
+                         size_t nLocalName)
+    : CInstanceMonitor("CXmlElement"),
+      m_pDocument(pDocument),
+      m_pParent(pParent),
+      m_pNextSibling(nullptr),
+      m_pPrevSibling(nullptr),
+      m_pFirstChild(nullptr),
+      m_pLastChild(nullptr),
+      m_strLocalName(pLocalName, nLocalName),
+      m_pNamespaceURI(&s_strEmpty),
+      m_nHeldBackOffset(0),
+      m_nHeldBackLength(0)
 {
 }
 
@@ -121,9 +156,23 @@ void CXmlElement::AppendText(const char* lpText, int iLen)
     m_strText.append(lpText, static_cast<size_t>(iLen));
 }
 
+void CXmlElement::TakeHeldBackText() const
+{
+    size_t nDepth = 0;
+    for (const CXmlElement* p = m_pParent; p; p = p->m_pParent)
+        ++nDepth;
+    m_strText.append(m_pDocument->HeldBackText(nDepth) + m_nHeldBackOffset, m_nHeldBackLength);
+    m_nHeldBackLength = 0;
+}
+
 CXmlElement* CXmlElement::CreateNewChildElement()
 {
-    CXmlElement* pChild = m_pDocument->NewElement(this);
+    return CreateNewChildElement("", 0);
+}
+
+CXmlElement* CXmlElement::CreateNewChildElement(const char* pLocalName, size_t nLocalName)
+{
+    CXmlElement* pChild = m_pDocument->NewElement(this, pLocalName, nLocalName);
     if (m_pLastChild)
     {
         m_pLastChild->m_pNextSibling = pChild;

@@ -39,6 +39,10 @@ protected:
     virtual ~CXmlAttribute() = default;
 
 private:
+    // The parser's form: the names and the value as byte runs, taken straight into the strings.
+    CXmlAttribute(const CXmlElement* pElement, const char* pLocalName, size_t nLocalName, const char* pValue,
+                  size_t nValue, const char* pNamespace, size_t nNamespace);
+
     const CXmlElement* m_pElement;
     std::string m_strLocalName;
     std::string m_strValue;
@@ -56,7 +60,12 @@ public:
     const CXmlDocument* GetDocument() const { return m_pDocument; }
     const std::string& GetNamespaceURI() const { return *m_pNamespaceURI; }
     const std::string& GetLocalName() const { return m_strLocalName; }
-    const std::string& GetText() const { return m_strText; }
+    const std::string& GetText() const
+    {
+        if (m_nHeldBackLength)
+            TakeHeldBackText();
+        return m_strText;
+    }
     const std::vector<CXmlAttribute*>& GetAttributes() const { return m_attributes; }
     // The value of the first attribute with both names equal, else an empty string.
     const std::string& GetAttribute(const std::string& strLocalName, const std::string& strNamespace) const;
@@ -76,6 +85,11 @@ protected:
     CXmlElement* RemoveLastChildElement();
 
 private:
+    // The parser's forms: the local name as a byte run, taken straight into the string.
+    CXmlElement(const CXmlDocument* pDocument, const CXmlElement* pParent, const char* pLocalName, size_t nLocalName);
+    CXmlElement* CreateNewChildElement(const char* pLocalName, size_t nLocalName);
+    // Appends the text its document held back for this element (below) to m_strText.
+    void TakeHeldBackText() const;
     std::string GetQName() const;
     std::string GetNameWithPredicate() const;
 
@@ -86,9 +100,14 @@ private:
     CXmlElement* m_pFirstChild;
     CXmlElement* m_pLastChild;
     std::vector<CXmlAttribute*> m_attributes;
-    std::string m_strText;
+    mutable std::string m_strText;
     std::string m_strLocalName;
     const std::string* m_pNamespaceURI;  // interned by the document: few distinct values
+    // Text after the first child (indentation between children, mostly, which the binding
+    // engine never reads) is held back by the parsing document, in one run per element, and
+    // joins m_strText when the text is first asked for.
+    mutable uint32_t m_nHeldBackOffset;
+    mutable uint32_t m_nHeldBackLength;  // 0: nothing held back
 };
 
 } // namespace KrXmlLib16

@@ -2,7 +2,9 @@
 #include "xmlgeneratedclass.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <typeinfo>
 
 #include "attribute.h"
 #include "functions.h"
@@ -99,6 +101,38 @@ size_t CountRows(Row** ppRows)
         while (ppRows[n])
             ++n;
     return n;
+}
+
+// The INillable side of an object, or null. The cross cast walks the class hierarchy, yet its
+// answer is the same for every object of a class (taken at the same base): each thread keeps
+// it for the last few classes it met, by their type_info and the base's place in the object.
+INillable* NillableOf(CXmlGeneratedClass* pObject)
+{
+    struct Entry
+    {
+        const std::type_info* pType;
+        ptrdiff_t nBase;     // where pObject lies in the whole object
+        ptrdiff_t nOffset;   // from pObject to its INillable
+        bool bNillable;
+    };
+    static const int kEntries = 4;
+    thread_local Entry t_entries[kEntries] = {};
+    thread_local int t_iNext = 0;
+
+    const std::type_info* pType = &typeid(*pObject);
+    const ptrdiff_t nBase = reinterpret_cast<char*>(pObject) - static_cast<char*>(dynamic_cast<void*>(pObject));
+    for (const Entry& entry : t_entries)
+        if (entry.pType == pType && entry.nBase == nBase)
+            return entry.bNillable ? reinterpret_cast<INillable*>(reinterpret_cast<char*>(pObject) + entry.nOffset)
+                                   : nullptr;
+    INillable* pNillable = dynamic_cast<INillable*>(pObject);
+    Entry& entry = t_entries[t_iNext];
+    t_iNext = (t_iNext + 1) % kEntries;
+    entry.pType = pType;
+    entry.nBase = nBase;
+    entry.bNillable = pNillable != nullptr;
+    entry.nOffset = pNillable ? reinterpret_cast<char*>(pNillable) - reinterpret_cast<char*>(pObject) : 0;
+    return pNillable;
 }
 
 bool EqualsNoCase(const std::string& strValue, const char* lpWord)
@@ -226,7 +260,7 @@ void CXmlGeneratedClass::WriteElement(CXmlWriter* pWriter, bool bRoot, const cha
             pWriter->WriteInLineSchema(ctx.GetInLineSchema());
     }
 
-    const INillable* pNillable = dynamic_cast<const INillable*>(this);
+    const INillable* pNillable = NillableOf(const_cast<CXmlGeneratedClass*>(this));
     if (pNillable && pNillable->IsNil())
         pWriter->WriteNilAttribute();
     else
@@ -340,7 +374,7 @@ CXmlElement* CXmlGeneratedClass::ReadElement(CXmlElement* pElement, CXmlElement*
         SetElementName(pElement->GetLocalName().c_str());
     ProcessAttributesFromXml(ctx, pElement, info.GetFromXmlFailIfAttributeUnknown());
 
-    INillable* pNillable = dynamic_cast<INillable*>(this);
+    INillable* pNillable = NillableOf(this);
     if (pNillable && pNillable->IsNil())
         return pCursor;
 
@@ -378,7 +412,7 @@ void CXmlGeneratedClass::ProcessAttributesFromXml(const CSerializationContext& c
             continue;
         if (pAttribute->IsNilAttribute())
         {
-            INillable* pNillable = dynamic_cast<INillable*>(this);
+            INillable* pNillable = NillableOf(this);
             if (!pNillable)
                 throw CKrValidationException("Invalid use of 'nil' attribute in non-nillable element.",
                                              pElement->GetXPath());

@@ -79,9 +79,11 @@ CXmlWriter::CXmlWriterContext::~CXmlWriterContext()
 void CXmlWriter::CXmlWriterContext::Reset(const std::string& strName, const std::string& strNamespace,
                                           CXmlWriterContext* pParent)
 {
-    // The names first: they are all that can fail, and the rest then stays consistent.
+    // The names first: they are all that can fail, and the rest then stays consistent. The
+    // namespace is mostly the one the context had before.
     m_strName.assign(strName);
-    m_strNamespace.assign(strNamespace);
+    if (m_strNamespace != strNamespace)
+        m_strNamespace.assign(strNamespace);
     m_strPrefix.clear();
     m_nChildElements = 0;
     m_bStartTagOpen = true;
@@ -172,6 +174,17 @@ size_t HashChildName(const std::string& strPrefix, const std::string& strName)
     return h;
 }
 
+uint32_t ChildNameKey(const std::string& strPrefix, const std::string& strName)
+{
+    const size_t n = strName.size();
+    uint32_t dwKey = static_cast<uint32_t>(n) ^ (static_cast<uint32_t>(strPrefix.size()) << 5);
+    if (n)
+        dwKey ^= (static_cast<uint32_t>(static_cast<unsigned char>(strName[0])) << 8) ^
+                 (static_cast<uint32_t>(static_cast<unsigned char>(strName[n / 2])) << 16) ^
+                 (static_cast<uint32_t>(static_cast<unsigned char>(strName[n - 1])) << 24);
+    return dwKey;
+}
+
 } // namespace
 
 void CXmlWriter::CXmlWriterContext::ClearChildNames()
@@ -186,7 +199,8 @@ void CXmlWriter::CXmlWriterContext::ClearChildNames()
         std::fill(m_nameIndex.begin(), m_nameIndex.end(), 0u);
 }
 
-size_t CXmlWriter::CXmlWriterContext::FindChildName(const std::string& strPrefix, const std::string& strName) const
+size_t CXmlWriter::CXmlWriterContext::FindChildName(uint32_t dwKey, const std::string& strPrefix,
+                                                    const std::string& strName) const
 {
     if (!m_bNameIndexInUse)
     {
@@ -194,7 +208,7 @@ size_t CXmlWriter::CXmlWriterContext::FindChildName(const std::string& strPrefix
         for (size_t i = m_nChildNames; i-- > 0;)
         {
             const ChildName& child = m_childNames[i];
-            if (child.strName == strName && child.strPrefix == strPrefix)
+            if (child.dwKey == dwKey && child.strName == strName && child.strPrefix == strPrefix)
                 return i;
         }
         return m_nChildNames;
@@ -206,7 +220,7 @@ size_t CXmlWriter::CXmlWriterContext::FindChildName(const std::string& strPrefix
         if (uEntry == 0)
             return m_nChildNames;
         const ChildName& child = m_childNames[uEntry - 1];
-        if (child.strName == strName && child.strPrefix == strPrefix)
+        if (child.dwKey == dwKey && child.strName == strName && child.strPrefix == strPrefix)
             return uEntry - 1;
     }
 }
@@ -238,14 +252,21 @@ void CXmlWriter::CXmlWriterContext::IndexChildName(size_t nPosition)
 
 uint32_t CXmlWriter::CXmlWriterContext::CountChild(const std::string& strPrefix, const std::string& strName)
 {
-    size_t i = FindChildName(strPrefix, strName);
+    const uint32_t dwKey = ChildNameKey(strPrefix, strName);
+    size_t i = FindChildName(dwKey, strPrefix, strName);
     if (i < m_nChildNames)
         return ++m_childNames[i].nCount;
     if (m_nChildNames == m_childNames.size())
         m_childNames.emplace_back();
     ChildName& child = m_childNames[m_nChildNames];
-    child.strPrefix.assign(strPrefix);
-    child.strName.assign(strName);
+    // An entry left from the previous element at this depth often holds the very name already:
+    // siblings tend to come in the same order in every element.
+    if (child.dwKey != dwKey || child.strName != strName || child.strPrefix != strPrefix)
+    {
+        child.strPrefix.assign(strPrefix);
+        child.strName.assign(strName);
+        child.dwKey = dwKey;
+    }
     child.nCount = 1;
     if (m_bNameIndexInUse || m_nChildNames + 1 > kLinearChildNames)
         IndexChildName(m_nChildNames);

@@ -95,6 +95,7 @@ public:
             std::string strPrefix;
             std::string strName;
             uint32_t nCount;
+            uint32_t dwKey;  // lengths and a few bytes of both names: most unequal names differ in it
         };
         std::vector<ChildName> m_childNames;
         size_t m_nChildNames;
@@ -104,7 +105,7 @@ public:
         std::vector<uint32_t> m_nameIndex;
         bool m_bNameIndexInUse;
 
-        size_t FindChildName(const std::string& strPrefix, const std::string& strName) const;
+        size_t FindChildName(uint32_t dwKey, const std::string& strPrefix, const std::string& strName) const;
         void IndexChildName(size_t nPosition);
         void ClearChildNames();
     };

@@ -211,6 +211,62 @@ TEST(BinaryDataBase64, IllegalCharactersGiveEmptyData)
     EXPECT_EQ(2u, codec.Decode("YWI", out));  // left-over bits are dropped
 }
 
+// The decoder as its contract states it, one character at a time.
+std::string ReferenceBase64(const std::string& strText)
+{
+    static const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string strOut;
+    uint32_t uBits = 0;
+    int nBits = 0;
+    for (char c : strText)
+    {
+        const char cLow = static_cast<char>(c & 0x7F);
+        if (cLow == '=' || cLow == ' ' || cLow == '\t' || cLow == '\r' || cLow == '\n')
+            continue;
+        const size_t nDigit = cLow ? kAlphabet.find(cLow) : std::string::npos;
+        if (nDigit == std::string::npos)
+            return std::string();
+        uBits = (uBits << 6) | static_cast<uint32_t>(nDigit);
+        nBits += 6;
+        if (nBits >= 8)
+        {
+            nBits -= 8;
+            strOut += static_cast<char>(uBits >> nBits);
+            uBits &= (1u << nBits) - 1;
+        }
+    }
+    return strOut;
+}
+
+// Texts mixing digits with blanks, padding, high bytes and foreign characters at every place
+// decode as the character-by-character rule says.
+TEST(BinaryDataBase64, MixedTextsDecodeAsTheRuleSays)
+{
+    std::mt19937 rng(11);
+    const std::string kPool = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (int i = 0; i < 3000; ++i)
+    {
+        std::string strText;
+        const size_t n = rng() % 40;
+        for (size_t k = 0; k < n; ++k)
+        {
+            const unsigned r = rng() % 100;
+            if (r < 80)
+                strText += kPool[rng() % kPool.size()];
+            else if (r < 88)
+                strText += " =\t\r\n"[rng() % 5];
+            else if (r < 96)
+                strText += static_cast<char>(0x80 | static_cast<unsigned char>(kPool[rng() % kPool.size()]));
+            else if (i % 2)
+                strText += "*-_.!\x01"[rng() % 6];
+        }
+        std::vector<unsigned char> out(strText.size() + 1);
+        CBase64 codec;
+        const uint32_t dwLen = codec.Decode(strText.c_str(), out.data());
+        EXPECT_EQ(ReferenceBase64(strText), std::string(reinterpret_cast<const char*>(out.data()), dwLen)) << strText;
+    }
+}
+
 TEST(BinaryDataBase64, RandomRoundTrips)
 {
     std::mt19937 rng(7);

@@ -1,9 +1,13 @@
 #include "testsupport.h"
 
+#include <charconv>
 #include <clocale>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <random>
 #include <typeinfo>
+#include <vector>
 
 #include "conversions.h"
 #include "itemtype.h"
@@ -288,6 +292,46 @@ TEST(Conversions, IntegerWidthsAreExactWhateverTheHostLong)
     EXPECT_KR_THROW(C::i4FromString(std::string(1000, '9'), kNone), CKrInvalidValueException,
                     "The value [" + std::string(1000, '9') + "] is to large to fit in a i4");
     EXPECT_EQ(0u, C::ui8FromString(std::string(1 << 20, '0'), kNone));
+
+    // Each side of each limit, with the digit counts around the point where a 64-bit value can
+    // first overflow, and garbage after an overflow (the overflow wins).
+    const struct
+    {
+        ItemType kind;
+        const char* lpText;
+        const char* lpResult;  // the value's text, or the start of the message
+    } cases[] = {
+        {ItemType_i4, "2147483647", "2147483647"},
+        {ItemType_i4, "2147483648", "The value [2147483648] is to large"},
+        {ItemType_i4, "-2147483648", "-2147483648"},
+        {ItemType_i4, "-2147483649", "The value [-2147483649] is to large"},
+        {ItemType_i4, "99999999999x", "The value [99999999999x] is to large"},
+        {ItemType_i4, "12x", "The value [12x] can not be converted"},
+        {ItemType_i8, "999999999999999999", "999999999999999999"},
+        {ItemType_i8, "9223372036854775807", "9223372036854775807"},
+        {ItemType_i8, "9223372036854775808", "The value [9223372036854775808] is to large"},
+        {ItemType_i8, "-9223372036854775808", "-9223372036854775808"},
+        {ItemType_i8, "0000000000000000009223372036854775807", "9223372036854775807"},
+        {ItemType_ui8, "18446744073709551615", "18446744073709551615"},
+        {ItemType_ui8, "18446744073709551616", "The value [18446744073709551616] is to large"},
+        {ItemType_ui8, "99999999999999999999", "The value [99999999999999999999] is to large"},
+        {ItemType_ui4, "4294967296", "The value [4294967296] is to large"},
+        {ItemType_i8, "  +42", "42"},
+        {ItemType_i8, "-", "The value [-] can not be converted"},
+    };
+    for (const auto& c : cases)
+    {
+        std::string strResult;
+        try
+        {
+            strResult = RoundTrip(c.kind, c.lpText, kNone);
+        }
+        catch (const CKrInvalidValueException& e)
+        {
+            strResult = e.GetMessage();
+        }
+        EXPECT_EQ(0u, strResult.find(c.lpResult)) << c.lpText << ": " << strResult;
+    }
 }
 
 TEST(Conversions, EmbeddedNulIsNeverCutShort)
@@ -324,6 +368,47 @@ TEST(Conversions, FloatsPrintSevenOrSixteenDigitsAndSpecialWords)
     EXPECT_EQ(std::numeric_limits<float>::max(), C::r4FromString("3.4028235677973362e38", kNone));
     EXPECT_EQ(std::numeric_limits<float>::infinity(), C::r4FromString("3.4028235677973366e38", kNone));
     EXPECT_EQ(-std::numeric_limits<float>::infinity(), C::r4FromString("-1e39", kNone));
+}
+
+// r8 text is "%.16g"; the library's own printing of it must agree with the standard one for
+// every double: random bit patterns over all magnitudes, decimal-looking values, and exact
+// ties at the sixteenth digit, which go to the even neighbour.
+std::string ReferenceR8(double d)
+{
+    if (std::isnan(d))
+        return "NaN";
+    if (std::isinf(d))
+        return d < 0 ? "-INF" : "INF";
+    char sz[64];
+    const std::to_chars_result res = std::to_chars(sz, sz + sizeof(sz), d, std::chars_format::general, 16);
+    return std::string(sz, static_cast<size_t>(res.ptr - sz));
+}
+
+TEST(Conversions, R8TextAgreesWithTheStandardPrinting)
+{
+    std::mt19937_64 rng(2024);
+    std::vector<double> values = {0.0, -0.0, 1.0, -1.0, 0.1, 1e-5, 1e-4, 9.9999999999999995e-5, 1e15, 1e16, 1e17,
+                                  9999999999999999.0, 99999999999999990.0, 1e42, 1e43, 1e-17, 1e-18,
+                                  123.0, 5e-324, 2.2250738585072014e-308, 1.7976931348623157e308,
+                                  1234567890123456.5, 1234567890123457.5, 4503599627370495.5, 0.5, 2.5, 1e22, 1e23};
+    for (int i = 0; i < 100000; ++i)
+    {
+        uint64_t uBits = rng();
+        double d;
+        std::memcpy(&d, &uBits, sizeof(d));
+        values.push_back(d);
+        // Values as documents hold them: a few digits around the point.
+        const double dScale = std::pow(10.0, static_cast<int>(rng() % 40) - 20);
+        values.push_back(static_cast<double>(static_cast<int64_t>(rng() % 100000000000ull)) / 1e6 * dScale);
+        // Halves at the seventeenth digit, exact in binary.
+        values.push_back(static_cast<double>(1000000000000000ull + rng() % 9000000000000000ull) / 2 +
+                         (rng() % 2 ? 0.25 : 0.5));
+    }
+    size_t nWrong = 0;
+    for (double d : values)
+        if (C::r8ToString(d) != ReferenceR8(d) && ++nWrong < 10)
+            ADD_FAILURE() << ReferenceR8(d) << " printed as " << C::r8ToString(d);
+    EXPECT_EQ(0u, nWrong);
 }
 
 TEST(Conversions, FloatFormatOverride)

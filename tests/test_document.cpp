@@ -88,6 +88,53 @@ TEST(XmlDocument, TextIsJoinedAndCarriageReturnsDrop)
     EXPECT_EQ(strLong, doc.GetDocumentElement()->GetText());
 }
 
+// Text after an element's first child is kept aside while parsing and joins the element's
+// text when asked for: every element at every depth has all of its own text, in order.
+TEST(XmlDocument, TextAfterChildrenAtEveryDepth)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<r>\n r1<a>a1<b>b1</b>\r\n a2<b>b2<c/>b3</b>a3&#13;<!-- -->a4</a>r2<a/>\n<a>x<b/></a>r3</r>");
+    const CXmlElement* pRoot = doc.GetDocumentElement();
+    const CXmlElement* pA = pRoot->GetFirstElement();
+    EXPECT_EQ("a1\n a2a3a4", pA->GetText());
+    EXPECT_EQ("a1\n a2a3a4", pA->GetText());  // asked twice, joined once
+    EXPECT_EQ("b1", pA->GetFirstElement()->GetText());
+    EXPECT_EQ("b2b3", pA->GetFirstElement()->GetNextSiblingElement()->GetText());
+    EXPECT_EQ("\n r1r2\nr3", pRoot->GetText());
+    EXPECT_EQ("x", pRoot->GetFirstElement()->GetNextSiblingElement()->GetNextSiblingElement()->GetText());
+
+    // Kept CDATA markers come in order with the text around them.
+    CSerializationContext ctx;
+    ctx.SetStripCDATA(false);
+    CXmlDocument kept(ctx);
+    kept.LoadXml("<r>a<x/>b<![CDATA[<c>]]>d</r>");
+    EXPECT_EQ("ab<![CDATA[<c>]]>d", kept.GetDocumentElement()->GetText());
+
+    // A failed parse leaves the open elements with the text they had.
+    CXmlDocument broken;
+    EXPECT_THROW(broken.LoadXml("<r>a<x/>b<y>c<z/>d</r>"), CKrException);
+    ASSERT_NE(nullptr, broken.GetDocumentElement());
+    EXPECT_EQ("ab", broken.GetDocumentElement()->GetText());
+    EXPECT_EQ("cd", broken.GetDocumentElement()->GetFirstElement()->GetNextSiblingElement()->GetText());
+}
+
+// A callback sees the text of the element that closes, and of its open parents so far.
+std::string g_strParentText;
+bool NoteParentText(CXmlElement* p)
+{
+    if (p->GetLocalName() == "b")
+        g_strParentText = p->GetParentElm()->GetText();
+    return false;
+}
+
+TEST(XmlDocument, CallbackSeesTheTextOfOpenParents)
+{
+    CXmlDocument doc(&NoteParentText);
+    doc.LoadXml("<r>1<a/>2<b/>3</r>");
+    EXPECT_EQ("12", g_strParentText);
+    EXPECT_EQ("123", doc.GetDocumentElement()->GetText());
+}
+
 TEST(XmlDocument, CdataStrippedOrKept)
 {
     CXmlDocument plain;
@@ -112,6 +159,25 @@ TEST(XmlDocument, NilAndNamespaceAttributes)
     EXPECT_TRUE(attrs[1]->IsNamespaceAttribute());
     EXPECT_FALSE(attrs[2]->IsNamespaceAttribute());
     EXPECT_FALSE(attrs[2]->IsNilAttribute());
+}
+
+TEST(XmlDocument, NamespaceAndNilAttributesByExactNames)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<a xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+                "xmlns:y=\"http://www.w3.org/2001/XMLSchema-instancX\" xsi:xmlns=\"1\" xsi:schemaLocation=\"1\" "
+                "xsi:noNamespaceSchemaLocation=\"1\" xsi:schemaLocatioN=\"1\" xsi:typ=\"1\" xsi:Nil=\"1\" "
+                "y:type=\"1\" y:nil=\"1\" nil=\"1\" type=\"1\"/>");
+    const char* const kExpected[] = {"xmlns:N", "schemaLocation:N", "noNamespaceSchemaLocation:N", "schemaLocatioN:",
+                                     "typ:", "Nil:", "type:", "nil:", "nil:", "type:"};
+    const auto& attrs = doc.GetDocumentElement()->GetAttributes();
+    ASSERT_EQ(sizeof(kExpected) / sizeof(kExpected[0]), attrs.size());
+    for (size_t i = 0; i < attrs.size(); ++i)
+    {
+        std::string strSeen = attrs[i]->GetLocalName() + ":" + (attrs[i]->IsNamespaceAttribute() ? "N" : "") +
+                              (attrs[i]->IsNilAttribute() ? "nil" : "");
+        EXPECT_EQ(kExpected[i], strSeen);
+    }
 }
 
 TEST(XmlDocument, SecondLoadLeavesNothingOfTheFirst)

@@ -104,6 +104,39 @@ static void ExpectRoundTrip(const std::string& strXml, const std::string& strExp
     EXPECT_EQ(strOut, Write(spSecond));
 }
 
+// A row knows its element by exact name and namespace, whatever their lengths, even when only
+// one byte differs, at any place.
+TEST(EngineRead, RowsMatchNamesAndNamespacesByEveryByte)
+{
+    for (size_t n : {1u, 7u, 8u, 9u, 16u, 17u, 24u, 31u, 32u, 33u, 40u})
+    {
+        std::string strName(n, 'a'), strNs = "urn:" + std::string(n, 'n');
+        for (size_t i = 0; i < n; ++i)
+            strName[i] = static_cast<char>('a' + i % 26);
+        KrXmlLib16Data::CElementInfoSeqPrimMnd row(strName.c_str(), strNs.c_str(), 0, false, ItemType_string, nullptr,
+                                                   CWhitespaceUtils::WhitespaceRule_Preserve, CPrimitiveRestrictions(),
+                                                   nullptr);
+        const CSerializationContext& ctx = CSerializationContext::GetDefaultContext();
+        auto matches = [&](const std::string& strElement, const std::string& strElementNs) {
+            CXmlDocument doc;
+            doc.LoadXml(("<" + strElement + " xmlns='" + strElementNs + "'/>").c_str());
+            return row.IsThisElement(ctx, doc.GetDocumentElement());
+        };
+        EXPECT_TRUE(matches(strName, strNs)) << n;
+        for (size_t i = 0; i < n; ++i)
+        {
+            std::string strOther = strName;
+            strOther[i] = 'Z';
+            EXPECT_FALSE(matches(strOther, strNs)) << n << " name at " << i;
+            std::string strOtherNs = strNs;
+            strOtherNs[4 + i] = 'Z';
+            EXPECT_FALSE(matches(strName, strOtherNs)) << n << " namespace at " << i;
+        }
+        EXPECT_FALSE(matches(strName + "a", strNs)) << n;
+        EXPECT_FALSE(matches(strName, strNs + "n")) << n;
+    }
+}
+
 TEST(EngineRead, RoundTripSequenceOfEveryRowKind)
 {
     ExpectRoundTrip<CSeqDoc>(

@@ -1,5 +1,9 @@
 #include "testsupport.h"
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "conversions.h"
 #include "functions.h"
 #include "krvariant.h"
@@ -154,6 +158,70 @@ TEST(Facets, BoundsParseAtCheckTime)
     EXPECT_NE("", Check(ItemType_i1, "5", Bounds("", "300", "", "")));
     EXPECT_NE("Invalid Value for item [5]", Check(ItemType_i1, "5", Bounds("", "300", "", "")));
     EXPECT_NE("", Check(ItemType_integer, "1", Bounds("", "", "", "ten")));
+}
+
+// A record keeps the bounds its first check parsed; what it keeps must never change an answer.
+TEST(Facets, ParsedBoundsFollowTheRecord)
+{
+    CPrimitiveRestrictions facets = Bounds("1", "10000", "", "");
+    EXPECT_EQ("", Check(ItemType_i4, "10000", facets));
+    EXPECT_EQ("Invalid Value for item [10001]", Check(ItemType_i4, "10001", facets));
+    // The texts are public: a changed bound counts from the next check on.
+    facets.m_strMaxInclusive = "50";
+    EXPECT_EQ("Invalid Value for item [51]", Check(ItemType_i4, "51", facets));
+    facets.m_strMaxInclusive = "zz";
+    const std::string strBad = Check(ItemType_i4, "51", facets);
+    EXPECT_EQ(0u, strBad.find("The value [zz] can not be converted to a i4")) << strBad;
+    // The same record read as another kind parses its texts as that kind.
+    facets.m_strMaxInclusive = "2.5";
+    EXPECT_EQ("Invalid Value for item [2.600000]", Check(ItemType_r8, "2.6", facets));
+    EXPECT_NE("", Check(ItemType_i4, "2", facets));
+
+    // A bound that doesn't parse fails every check that reaches it, not only the first.
+    const CPrimitiveRestrictions broken = Bounds("", "zz", "", "");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(strBad, Check(ItemType_i4, "51", broken)) << i;
+    EXPECT_EQ("Invalid Value for item [0]", Check(ItemType_i4, "0", Bounds("1", "zz", "", "")));
+
+    // Copies and assignments carry the texts; each record answers for its own.
+    CPrimitiveRestrictions copy(facets);
+    copy.m_strMaxInclusive = "3";
+    EXPECT_EQ("", Check(ItemType_r8, "2.6", copy));
+    EXPECT_EQ("Invalid Value for item [2.600000]", Check(ItemType_r8, "2.6", facets));
+    copy = Bounds("", "", "", "2");
+    EXPECT_EQ("Invalid Value for item [2.000000]", Check(ItemType_r8, "2", copy));
+
+    // Decimal bounds are read at the number of places in force at the check.
+    const CPrimitiveRestrictions places = Bounds("", "", "", "0.14");
+    EXPECT_EQ("", Check(ItemType_decimal, "0.1", places));
+    const int nPlaces = CDecimal::GetMaxDecimalPlaces();
+    CDecimal::SetMaxDecimalPlaces(1);
+    const std::string strOnePlace = Check(ItemType_decimal, "0.1", places);  // the bound is 0.1 now
+    CDecimal::SetMaxDecimalPlaces(nPlaces);
+    EXPECT_EQ("Invalid Value for item [0.1].", strOnePlace);
+    EXPECT_EQ("", Check(ItemType_decimal, "0.1", places));
+}
+
+// Threads that check against one record for the first time at once all get the right answers.
+TEST(Facets, ParsedBoundsSharedByThreads)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        const CPrimitiveRestrictions facets("", -1, -1, "0", "", "", "", -1, 10, 2);
+        std::atomic<int> nWrong(0);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&facets, &nWrong] {
+                for (int i = 0; i < 50; ++i)
+                    if (Check(ItemType_decimal, "1.25", facets) != "" ||
+                        Check(ItemType_decimal, "-0.01", facets) != "Invalid Value for item [-0.01]." ||
+                        Check(ItemType_decimal, "1.255", facets) != "Invalid Value for item [1.255].")
+                        ++nWrong;
+            });
+        for (std::thread& t : threads)
+            t.join();
+        EXPECT_EQ(0, nWrong.load()) << round;
+    }
 }
 
 TEST(Facets, PatternThatCannotBeAppliedWrapsTheCause)

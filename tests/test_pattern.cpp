@@ -152,6 +152,28 @@ TEST(Pattern, MatcherReusedForManyValues)
     EXPECT_FALSE(matcher.Matches(nullptr, 0));
 }
 
+// Patterns of fixed-length literals and classes are matched without PCRE2; wrapped in a group
+// the same pattern goes to PCRE2, and both must answer alike.
+TEST(Pattern, FixedShapesAnswerAsPcre2)
+{
+    const char* const patterns[] = {"SKU-[0-9]{6}", "[A-Z]{2}", "[A-Za-z_][0-9a-f]{0}x", "a-b", "[a-c:@]{3}",
+                                    "[A-z]", "x{12}", "", "[a-]", "[-a]", "[0-9]{2,3}", "[^0-9]", "a.c", "a?"};
+    const std::string values[] = {"SKU-123456", "SKU-12345", "SKU-1234567", "sku-123456", "SKU-12345a", "GB", "gb",
+                                  "G", "GBR", "a", "_x", "Zx", "a-b", "ab", "abc", "c:@", "@@@", "[", "^", "`",
+                                  "xxxxxxxxxxxx", "xxxxxxxxxxx", "", "-", "5", "55", "555", "abc", "a\xC3\xA9" "c",
+                                  "\xC3\xA9", "GB\n", "SKU-12345\n", std::string("G\0", 2)};
+    for (const char* lpPattern : patterns)
+    {
+        CPatternMatcher fixed(lpPattern);
+        CPatternMatcher general(std::string("(") + lpPattern + ")");
+        for (const std::string& strValue : values)
+            EXPECT_EQ(general.Matches(strValue), fixed.Matches(strValue)) << lpPattern << " / " << strValue;
+    }
+    // A value that isn't local text is refused before any matching.
+    EXPECT_KR_THROW(CPatternMatcher("[A-Z]{2}").Matches("A\xFF"), CKrInvalidValueException,
+                    "The value is not valid text in the local character encoding (byte 0xFF at offset 1)");
+}
+
 TEST(Pattern, OversizedInputStaysBounded)
 {
     // A long pattern is translated in one pass and refused by the compiler, not after minutes.

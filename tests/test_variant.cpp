@@ -3,7 +3,9 @@
 #include <cmath>
 #include <utility>
 
+#include "conversions.h"
 #include "krvariant.h"
+#include "valuescratch.h"
 #include "xmlcollectionbase.h"
 #include "xmlobjectbase.h"
 
@@ -264,6 +266,110 @@ TEST(Variant, FailedParseLeavesTheValue)
     v.FromString("7", ItemType_decimal, kCollapse);
     EXPECT_FALSE(v.IsNil());
     EXPECT_EQ("7", v.ToString(nullptr));
+}
+
+// A variant reused for strings takes each in the string it holds; the rules apply all the same.
+TEST(Variant, StringsReadIntoAHeldString)
+{
+    const struct
+    {
+        const char* lpText;
+        CWhitespaceUtils::WhitespaceRule rule;
+        const char* lpExpected;
+    } cases[] = {
+        {"plain text longer than a short string", kCollapse, "plain text longer than a short string"},
+        {"  two   blanks\t", kCollapse, "two blanks"},
+        {"a\r\nb", CWhitespaceUtils::WhitespaceRule_Preserve, "a\nb"},
+        {"a\tb\nc", CWhitespaceUtils::WhitespaceRule_Replace, "a b c"},
+        {" kept \r", CWhitespaceUtils::WhitespaceRule_None, " kept \r"},
+        {"", kCollapse, ""},
+        {"0123456789abcdef0123456789abcdef x", kCollapse, "0123456789abcdef0123456789abcdef x"},
+        {"0123456789abcdef0123456789abcdef  x", kCollapse, "0123456789abcdef0123456789abcdef x"},
+    };
+    KrVariant v;
+    v.SetString("held");
+    for (const auto& c : cases)
+    {
+        v.FromString(c.lpText, ItemType_string, c.rule);
+        EXPECT_EQ(c.lpExpected, v.GetString()) << c.lpText;
+        EXPECT_FALSE(v.IsNil());
+    }
+    // The variant's own string as the text, and a nil string.
+    v.SetString(" self  ");
+    v.FromString(*v.m_pString, ItemType_string, kCollapse);
+    EXPECT_EQ("self", v.GetString());
+    v.SetNil();
+    v.FromString("back", ItemType_string, kCollapse);
+    EXPECT_FALSE(v.IsNil());
+    EXPECT_EQ("back", v.GetString());
+    EXPECT_KR_THROW(v.FromString("x", ItemType_string, static_cast<CWhitespaceUtils::WhitespaceRule>(9)), CKrException,
+                    "Unknown WhitespaceRule");
+    EXPECT_EQ("back", v.GetString());
+}
+
+// A variant reused for decimals takes each in storage it keeps; every value comes out as a
+// fresh parse of its text gives it, and a text that fails leaves the value before.
+TEST(Variant, DecimalsReadIntoHeldStorage)
+{
+    const char* const texts[] = {"4506.31", "123456789012345678901234567890.000123", "0", "-0.50", "1e3",
+                                 "  7.25 ", "-12.5E-2", "0.1234567890123456789012345678901234", "9", "00012.3400"};
+    KrVariant v;
+    v.FromString("1", ItemType_decimal, kCollapse);
+    for (int iRound = 0; iRound < 2; ++iRound)
+        for (const char* lp : texts)
+        {
+            v.FromString(lp, ItemType_decimal, kCollapse);
+            EXPECT_EQ(CConversions::decimalFromString(lp, kCollapse).ToString(), v.ToString(nullptr)) << lp;
+            EXPECT_TRUE(v.GetDecimal() == CConversions::decimalFromString(lp, kCollapse)) << lp;
+        }
+    EXPECT_KR_THROW(v.FromString("1.2.3", ItemType_decimal, kCollapse), CKrInvalidValueException,
+                    "The string representing a Decimal, contained an invalid char at position 3 [1.2.3].");
+    EXPECT_EQ("12.34", v.ToString(nullptr));
+    EXPECT_KR_THROW(v.FromString(std::string("1\0" "2", 3), ItemType_decimal, kCollapse), CKrInvalidValueException,
+                    std::string("The value [1\0" "2] can not be converted to a decimal", 49));
+    EXPECT_EQ("12.34", v.ToString(nullptr));
+    v.FromString("3", ItemType_decimal, kCollapse);
+    EXPECT_EQ("3", v.ToString(nullptr));
+}
+
+// The rows write numbers, dates, durations and Base64 without the string ToString makes; the
+// text must be the same, byte for byte.
+TEST(Variant, PlainTextShortcutsAgreeWithToString)
+{
+    const struct
+    {
+        ItemType kind;
+        const char* lpText;
+    } cases[] = {
+        {ItemType_i1, "-128"}, {ItemType_i2, "32767"}, {ItemType_i4, "-2147483648"}, {ItemType_i8, "-9223372036854775808"},
+        {ItemType_ui1, "255"}, {ItemType_ui2, "0"}, {ItemType_ui4, "4294967295"}, {ItemType_ui8, "18446744073709551615"},
+        {ItemType_year, "2024"}, {ItemType_boolean, "1"}, {ItemType_boolean, "false"},
+        {ItemType_r4, "3.1415927"}, {ItemType_r4, "-INF"}, {ItemType_r4, "1e-45"}, {ItemType_r8, "223.2115149380846"},
+        {ItemType_r8, "0.1"}, {ItemType_r8, "1e300"}, {ItemType_r8, "-1.5e-300"}, {ItemType_r8, "NaN"},
+        {ItemType_r8, "123456789012345678"}, {ItemType_r8, "-0"}, {ItemType_duration, "P5Y11MT17H"},
+        {ItemType_duration, "-PT0.5S"}, {ItemType_date, "2024-02-24"}, {ItemType_datetime, "2024-02-24T00:35:12.733+02:00"},
+        {ItemType_time, "23:59:59Z"}, {ItemType_yearMonth, "2020-05"}, {ItemType_monthDay, "--05-01"},
+        {ItemType_base64Binary, "GFvYWJpDzgu6dYkf+exgFI1L1KCe4txckzG0EQupOsVK/BTaO90ZYUd0otVd"}, {ItemType_base64Binary, "YQ=="},
+    };
+    for (const auto& c : cases)
+    {
+        KrVariant v;
+        v.FromString(c.lpText, c.kind, kCollapse);
+        std::string strShortcut = "left over";
+        ASSERT_TRUE(Internal::AssignPlainValueText(v, strShortcut)) << c.lpText;
+        EXPECT_EQ(v.ToString(nullptr), strShortcut) << c.lpText;
+    }
+    // Kinds without a shortcut, and nils, are left to ToString.
+    KrVariant v;
+    v.FromString("1.5", ItemType_decimal, kCollapse);
+    std::string strOut = "kept";
+    EXPECT_FALSE(Internal::AssignPlainValueText(v, strOut));
+    v.FromString("5", ItemType_i4, kCollapse);
+    v.SetNil();
+    EXPECT_FALSE(Internal::AssignPlainValueText(v, strOut));
+    v.SetBase64Binary(CBinaryData());
+    EXPECT_TRUE(Internal::AssignPlainValueText(v, strOut));
+    EXPECT_EQ("", strOut);
 }
 
 TEST(Variant, OverrideReachesOnlyFloatsAndDecimals)

@@ -88,6 +88,47 @@ TEST(XmlTextWriter, DeclarationFollowsTheStreamEncodingAndAlwaysEndsTheLine)
     }
 }
 
+// Long texts are scanned for bytes to escape many at a time: every special byte at every place
+// of a text, in content and in an attribute, comes out as a byte-by-byte escape gives it.
+TEST(XmlTextWriter, EscapesAtEveryPlaceOfLongTexts)
+{
+    const char kSpecials[] = {'&', '<', '>', '"', '\n', '\r', '\t', '\x7F', '\x80', '\xE9', '\x1F'};
+    for (char cSpecial : kSpecials)
+        for (size_t nLen : {15u, 16u, 17u, 33u, 40u})
+            for (size_t iAt = 0; iAt < nLen; ++iAt)
+            {
+                std::string strText(nLen, 'x');
+                strText[iAt] = cSpecial;
+                std::string strContent, strAttr;
+                for (char c : strText)
+                {
+                    switch (c)
+                    {
+                    case '&': strContent += "&amp;"; strAttr += "&amp;"; break;
+                    case '<': strContent += "&lt;"; strAttr += "&lt;"; break;
+                    case '>': strContent += "&gt;"; strAttr += "&gt;"; break;
+                    case '"': strContent += c; strAttr += "&quot;"; break;
+                    case '\n': strContent += c; strAttr += "&#xA;"; break;
+                    case '\r': break;
+                    default: strContent += c; strAttr += c;
+                    }
+                }
+                WriterFixture f(XmlEncoding_UTF8, false);
+                f.writer.StartElement("e", "");
+                if (cSpecial == '\x1F')
+                {
+                    EXPECT_KR_THROW(f.writer.WriteAttribute("a", "", strText, ItemType_string), CKrException,
+                                    "The character [0x1F] can not be represented in XML\nPath: /e/@a");
+                    continue;
+                }
+                f.writer.WriteAttribute("a", "", strText, ItemType_string);
+                f.writer.WriteElementText(strText, ItemType_string, false);
+                f.writer.EndElement();
+                EXPECT_EQ("<e a=\"" + strAttr + "\">" + strContent + "</e>", f.Text())
+                    << static_cast<int>(cSpecial) << " at " << iAt << " of " << nLen;
+            }
+}
+
 // Short forms of the calls a generated class makes.
 void Leaf(CXmlWriter& w, const char* lpName, const char* lpNs = "")
 {
@@ -282,6 +323,13 @@ const RefusalCase kRefusals[] = {
              Leaf(w, ("n" + std::to_string(i)).c_str());
          TextElement(w, "n5", "\x07");
      }, kBell, "/r/a[2]/n5[2]"},
+    {"names met under an earlier parent of the same depth", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); w.StartElement("a", ""); Leaf(w, "x"); Leaf(w, "y"); w.EndElement();
+         w.StartElement("a", ""); Leaf(w, "y"); Leaf(w, "x"); TextElement(w, "y", "\x07");
+     }, kBell, "/r/a[2]/y[2]"},
+    {"names alike in length and ends", [](CXmlTextWriter& w) {
+         w.StartElement("r", ""); Leaf(w, "aXbYc"); Leaf(w, "aZbYc"); TextElement(w, "aZbYc", "\x07");
+     }, kBell, "/r/aZbYc[2]"},
     {"prefixes as written, and names of other prefixes apart", [](CXmlTextWriter& w) {
          w.StartElement("r", ""); Leaf(w, "n", "urn:p"); Leaf(w, "n"); w.StartElement("n", "urn:p");
          w.WriteElementText("\x07", ItemType_string, false);
