@@ -75,10 +75,12 @@ bool IsAscii(const unsigned char* p, size_t n)
 
 } // namespace
 
-CFastInfosetReader::CFastInfosetReader(const CFastInfosetContext& ctx, IXmlContentSink& sink, bool bStripCDATA)
+CFastInfosetReader::CFastInfosetReader(const CFastInfosetContext& ctx, IXmlContentSink& sink, SchemaType eSchemaType,
+                                       bool bStripCDATA)
     : CInstanceMonitor("CFastInfosetReader"), m_pFIContext(&ctx), m_sink(sink), m_pCurrent(nullptr),
-      m_pLast(nullptr), m_pEnd(nullptr), m_bStripCDATA(bStripCDATA), m_bConvert(false), m_bLastCData(false),
-      m_otherTableSizes{0, 0, 0}
+      m_pLast(nullptr), m_pEnd(nullptr), m_bNamespaces(eSchemaType != SchemaType_NoNamespaces),
+      m_bStripCDATA(bStripCDATA), m_bConvert(false), m_bLastCData(false), m_otherTableSizes{0, 0, 0},
+      m_nDeclarations(0)
 {
 }
 
@@ -518,6 +520,12 @@ CFastInfosetReader::CQName CFastInfosetReader::QNameAt(const CFIVocabulary::CFIQ
     const CFIVocabulary::CQNameParts& parts = table.m_table[dwIndex - 1];
     // The parts were checked when the name was entered; a vocabulary given by generated code
     // is checked here all the same.
+    const std::string* pPrefix = &EmptyString();
+    if (parts.m_dwPrefixIndex)
+    {
+        CheckIndex(parts.m_dwPrefixIndex, m_pVocabulary->m_prefixNames.m_table.size(), "prefix names");
+        pPrefix = &m_pVocabulary->m_prefixNames.m_table[parts.m_dwPrefixIndex - 1];
+    }
     const std::string* pNamespace = &EmptyString();
     if (parts.m_dwNamespaceIndex)
     {
@@ -525,7 +533,7 @@ CFastInfosetReader::CQName CFastInfosetReader::QNameAt(const CFIVocabulary::CFIQ
         pNamespace = &m_pVocabulary->m_namespaceNames.m_table[parts.m_dwNamespaceIndex - 1];
     }
     CheckIndex(parts.m_dwLocalNameIndex, m_pVocabulary->m_localNames.m_table.size(), "local names");
-    return CQName{pNamespace, &m_pVocabulary->m_localNames.m_table[parts.m_dwLocalNameIndex - 1]};
+    return CQName{pPrefix, pNamespace, &m_pVocabulary->m_localNames.m_table[parts.m_dwLocalNameIndex - 1]};
 }
 
 CFastInfosetReader::CQName CFastInfosetReader::ReadLiteralQName(unsigned char by, CFIVocabulary::CFIQNameTable& table)
@@ -534,9 +542,10 @@ CFastInfosetReader::CQName CFastInfosetReader::ReadLiteralQName(unsigned char by
         Fail("Failed to parse FastInfoset. Invalid QName type Prefix without Namespace.");
     CFIVocabulary& vocabulary = *m_pVocabulary;
     uint32_t dwPrefix = 0, dwNamespace = 0, dwLocal = 0;
-    // The prefix is entered into its table and otherwise not used: the namespace is the name's.
+    // The prefix is only for names reported whole: with namespaces, the namespace is the name's.
+    const std::string* pPrefix = &EmptyString();
     if (by & 0x02)
-        ReadIdentifyingStringOrIndex(vocabulary.m_prefixNames, "prefix names", m_strPrefix, dwPrefix);
+        pPrefix = &ReadIdentifyingStringOrIndex(vocabulary.m_prefixNames, "prefix names", m_strPrefix, dwPrefix);
     const std::string* pNamespace = &EmptyString();
     if (by & 0x01)
         pNamespace =
@@ -546,7 +555,17 @@ CFastInfosetReader::CQName CFastInfosetReader::ReadLiteralQName(unsigned char by
     // A part a full table didn't take has no index: the name is good for this once.
     if (dwLocal && ((by & 0x02) == 0 || dwPrefix) && ((by & 0x01) == 0 || dwNamespace))
         CFIVocabulary::AddQNameToVector(dwPrefix, dwNamespace, dwLocal, table);
-    return CQName{pNamespace, pLocal};
+    return CQName{pPrefix, pNamespace, pLocal};
+}
+
+const std::string& CFastInfosetReader::WholeName(const CQName& name)
+{
+    if (name.pPrefix->empty())
+        return *name.pLocal;
+    m_strQName.assign(*name.pPrefix);
+    m_strQName += ':';
+    m_strQName += *name.pLocal;
+    return m_strQName;
 }
 
 CFastInfosetReader::CQName CFastInfosetReader::ReadQNameBit3(unsigned char by)
@@ -737,6 +756,7 @@ bool CFastInfosetReader::SkipDocumentTypeDeclaration(unsigned char by)
 bool CFastInfosetReader::ReadElement(unsigned char by)
 {
     const bool bAttributes = (by & 0x40) != 0;
+    m_nDeclarations = 0;
     if ((by & 0x3F) == 0x38)
     {
         // Namespace attributes, up to their terminator; the name follows on an octet of its own.
@@ -746,7 +766,20 @@ bool CFastInfosetReader::ReadElement(unsigned char by)
         by = ReadByte();
     }
     CQName name = ReadQNameBit3(by);
-    m_sink.OnStartElement(name.pNamespace->data(), name.pNamespace->size(), name.pLocal->data(), name.pLocal->size());
+    if (m_bNamespaces)
+        m_sink.OnStartElement(name.pNamespace->data(), name.pNamespace->size(), name.pLocal->data(),
+                              name.pLocal->size());
+    else
+    {
+        const std::string& strName = WholeName(name);
+        m_sink.OnStartElement("", 0, strName.data(), strName.size());
+        for (size_t i = 0; i < m_nDeclarations; ++i)
+        {
+            const std::string& strAttribute = m_declarations[i].first;
+            const std::string& strValue = m_declarations[i].second;
+            m_sink.OnAttribute(strAttribute.data(), strAttribute.size(), strValue.data(), strValue.size(), "", 0);
+        }
+    }
     if (!bAttributes)
         return false;
     unsigned char byItem;
@@ -810,15 +843,32 @@ void CFastInfosetReader::ReadNamespaceAttribute(unsigned char by)
     if (by & 0x01)
         pNamespace =
             &ReadIdentifyingStringOrIndex(m_pVocabulary->m_namespaceNames, "namespace names", m_strNamespace, dwIndex);
-    m_sink.OnNamespaceDeclaration(*pPrefix, *pNamespace);
+    if (m_bNamespaces)
+    {
+        m_sink.OnNamespaceDeclaration(*pPrefix, *pNamespace);
+        return;
+    }
+    // An attribute of the element, reported once the element has started.
+    if (m_nDeclarations == m_declarations.size())
+        m_declarations.emplace_back();
+    std::pair<std::string, std::string>& declaration = m_declarations[m_nDeclarations++];
+    declaration.first.assign(pPrefix->empty() ? "xmlns" : "xmlns:");
+    declaration.first += *pPrefix;
+    declaration.second.assign(*pNamespace);
 }
 
 void CFastInfosetReader::ReadAttribute(unsigned char by)
 {
     CQName name = ReadQNameBit2(by);
     CText value = ReadNonIdentifyingStringOrIndexBit1(m_pVocabulary->m_attributeValues, "attribute values", m_strValue);
-    m_sink.OnAttribute(name.pLocal->data(), name.pLocal->size(), value.p, value.n, name.pNamespace->data(),
-                       name.pNamespace->size());
+    if (m_bNamespaces)
+        m_sink.OnAttribute(name.pLocal->data(), name.pLocal->size(), value.p, value.n, name.pNamespace->data(),
+                           name.pNamespace->size());
+    else
+    {
+        const std::string& strName = WholeName(name);
+        m_sink.OnAttribute(strName.data(), strName.size(), value.p, value.n, "", 0);
+    }
 }
 
 void CFastInfosetReader::ReadCharacterChunk(unsigned char by)

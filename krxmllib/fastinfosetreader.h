@@ -35,6 +35,7 @@
 
 #include "fastinfosetvocabulary.h"
 #include "memoryleakhelp.h"
+#include "xmlenums.h"
 
 namespace KrXmlLib16 {
 
@@ -44,9 +45,12 @@ class IXmlContentSink;
 class CFastInfosetReader : public CInstanceMonitor
 {
 public:
-    // With bStripCDATA false a chunk in the cdata algorithm is reported as a CDATA section,
-    // as the XML text reader reports a section under the same option.
-    CFastInfosetReader(const CFastInfosetContext& ctx, IXmlContentSink& sink, bool bStripCDATA = true);
+    // The options are those of the XML text reader, with the same effect: with
+    // SchemaType_NoNamespaces names are reported whole ("p:a") without a namespace, and
+    // namespace attributes as the attributes "xmlns" and "xmlns:p"; with bStripCDATA false a
+    // chunk in the cdata algorithm is reported as a CDATA section.
+    CFastInfosetReader(const CFastInfosetContext& ctx, IXmlContentSink& sink,
+                       SchemaType eSchemaType = SchemaType_Default, bool bStripCDATA = true);
     virtual ~CFastInfosetReader();
     CFastInfosetReader(const CFastInfosetReader&) = delete;
     CFastInfosetReader& operator=(const CFastInfosetReader&) = delete;
@@ -73,9 +77,12 @@ private:
     // A qualified name being read: its parts, and their indices for the name table.
     struct CQName
     {
+        const std::string* pPrefix;
         const std::string* pNamespace;
         const std::string* pLocal;
     };
+    // Without namespace processing: the name as it would stand in XML text, into m_strQName.
+    const std::string& WholeName(const CQName& name);
     // The tables X.891 keeps that nothing here reads: only their sizes matter, for the check
     // of an index into them.
     enum OtherTable
@@ -157,12 +164,17 @@ private:
     const unsigned char* m_pLast;
     const unsigned char* m_pEnd;
     std::unique_ptr<CFIVocabulary> m_pVocabulary;
+    bool m_bNamespaces;  // else names are reported whole, declarations as attributes
     bool m_bStripCDATA;
     bool m_bConvert;     // local text isn't UTF-8: strings are converted
     bool m_bLastCData;   // the string decoded last was in the cdata algorithm
     uint32_t m_otherTableSizes[kOtherTables];
     // Scratch space, reused for every string: names and their parts, values, chunks.
-    std::string m_strPrefix, m_strNamespace, m_strLocalName, m_strValue, m_strChunk, m_strSkipped;
+    std::string m_strPrefix, m_strNamespace, m_strLocalName, m_strValue, m_strChunk, m_strSkipped, m_strQName;
+    // Without namespace processing, the namespace attributes of the element being read, which
+    // are reported after its start; entries beyond the count are kept for reuse.
+    std::vector<std::pair<std::string, std::string>> m_declarations;
+    size_t m_nDeclarations;
     std::vector<uint16_t> m_wide;
 };
 

@@ -259,7 +259,7 @@ bool CXmlDocument::ParseFastInfoset(const unsigned char* pData, uint32_t dwLen)
     // The reader answers false, having reported nothing, to bytes without its header.
     if (!CFastInfosetReader::IsFastInfoset(pData, dwLen))
         return false;
-    CFastInfosetReader reader(m_pContext->GetFIContext(), *m_pSink, m_pContext->GetStripCDATA());
+    CFastInfosetReader reader(m_pContext->GetFIContext(), *m_pSink, m_eSchemaType, m_pContext->GetStripCDATA());
     return reader.Parse(pData, dwLen);
 }
 

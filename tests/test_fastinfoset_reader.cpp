@@ -123,6 +123,18 @@ TEST(FastInfosetReader, OrderExampleGivesTheTreeOfItsXml)
               Describe(doc.GetDocumentElement()));
     EXPECT_EQ("urn:o", doc.LookupNamespaceFromAlias(""));
     EXPECT_EQ("urn:p", doc.LookupNamespaceFromAlias("p"));
+
+    // Without namespace processing, names are whole and declarations are attributes, as the
+    // XML parser gives them.
+    CSerializationContext noNamespaces;
+    noNamespaces.SetSchemaType(SchemaType_NoNamespaces);
+    CXmlDocument plain(noNamespaces);
+    LoadBytes(plain, Bytes(kOrder));
+    EXPECT_EQ(XmlTreeOf("<order xmlns='urn:o' xmlns:p='urn:p' id='7'><item n='1'>a</item><item>b</item>"
+                        "<p:note>hi</p:note><qty>3</qty><ok>true</ok></order>",
+                        noNamespaces),
+              Describe(plain.GetDocumentElement()));
+    EXPECT_EQ("", plain.LookupNamespaceFromAlias("p"));
 }
 
 TEST(FastInfosetReader, RecognisedByItsHeaderAlone)
