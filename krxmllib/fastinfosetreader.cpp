@@ -312,7 +312,10 @@ CFastInfosetReader::CText CFastInfosetReader::ReadUtf8String(uint64_t qwLen, std
         Fail("Failed to parse FastInfoset. Invalid UTF-8 string.");
     if (!m_bConvert)
         return CText{lpText, n};
-    Utf8ToLocal(strScratch, lpText, n);
+    // The wide form goes through scratch space kept for the reader's life.
+    if (m_wide.size() < n + 1)
+        m_wide.resize(n + 1);
+    Utf8ToLocal(strScratch, lpText, n, m_wide.data(), m_wide.size());
     return CText{strScratch.data(), strScratch.size()};
 }
 

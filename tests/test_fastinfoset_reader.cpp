@@ -135,6 +135,14 @@ TEST(FastInfosetReader, OrderExampleGivesTheTreeOfItsXml)
                         noNamespaces),
               Describe(plain.GetDocumentElement()));
     EXPECT_EQ("", plain.LookupNamespaceFromAlias("p"));
+
+    // A caller that consumes elements as they close gets each of them.
+    static int s_nClosed;
+    s_nClosed = 0;
+    CXmlDocument consumed([](CXmlElement*) { return ++s_nClosed > 0; });
+    LoadBytes(consumed, Bytes(kOrder));
+    EXPECT_EQ(6, s_nClosed);
+    EXPECT_EQ(nullptr, consumed.GetDocumentElement());
 }
 
 TEST(FastInfosetReader, RecognisedByItsHeaderAlone)
@@ -292,6 +300,26 @@ TEST(FastInfosetReader, CDataSectionsAndNamespaceDeclarationsBelowTheRoot)
     EXPECT_EQ("{}r [{urn:x}e]", Describe(doc.GetDocumentElement()));
     EXPECT_EQ("urn:x", doc.LookupNamespaceFromAlias("x"));
     EXPECT_EQ("urn:x", doc.LookupNamespaceFromAlias(""));
+}
+
+TEST(FastInfosetReader, TextInTheLocalCodePage)
+{
+    // UTF-8 and UTF-16 strings, names and values come out in the local code page, or as UTF-8
+    // under ASCIIOnly, as the XML parser gives them.
+    const std::string strBytes =
+        Bytes(kHead + "7C 02 'n\xC3\xA9' 78 00 'a' 55 00 E9 00 74 00 E9 F0 81 '\xC3\xA9' 95 00 E9 F0");
+    const std::string strXml = "<n\xC3\xA9 a='\xC3\xA9t\xC3\xA9'>\xC3\xA9\xC3\xA9</n\xC3\xA9>";
+    EXPECT_EQ("{}n\xC3\xA9 @{}a=\xC3\xA9t\xC3\xA9 '\xC3\xA9\xC3\xA9'", TreeOf(strBytes));
+    SetLocalCharEncoding(1252);
+    std::string strLatin = TreeOf(strBytes), strLatinXml = XmlTreeOf(strXml);
+    ASCIIOnly(true);
+    std::string strAscii = TreeOf(strBytes), strAsciiXml = XmlTreeOf(strXml);
+    ASCIIOnly(false);
+    SetLocalCharEncoding(0);
+    EXPECT_EQ("{}n\xE9 @{}a=\xE9t\xE9 '\xE9\xE9'", strLatin);
+    EXPECT_EQ(strLatinXml, strLatin);
+    EXPECT_EQ(strAsciiXml, strAscii);
+    EXPECT_EQ(TreeOf(strBytes), strAscii);
 }
 
 TEST(FastInfosetReader, GeneratedVocabulary)
