@@ -1,10 +1,11 @@
 // Writing a purchase order's bound objects as Fast Infoset beside writing the same objects as
-// XML text, in the same run: speed in MB/s of the XML text's size (so that the two figures
-// compare work done on the same document), the size of the binary form against the text, and
-// allocations per write.
+// XML text, and reading each form back into the bound classes, in the same run: speed in MB/s
+// of the XML text's size (so that the figures compare work done on the same document), the
+// size of the binary form against the text, and allocations per write and per read.
 //
 //   bench_fastinfoset [--items N] [--runs R]   the report (default 20000 items, about 10 MB)
-//   bench_fastinfoset --only xml|fi|typed       one loop only, for a profiler
+//   bench_fastinfoset --only xml|fi|typed|read-xml|read-fi|read-typed
+//                                                one loop only, for a profiler
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -96,7 +97,8 @@ int main(int argc, char** argv)
             lpOnly = argv[++i];
         else
         {
-            std::fprintf(stderr, "usage: bench_fastinfoset [--items N] [--runs R] [--only xml|fi|typed]\n");
+            std::fprintf(stderr, "usage: bench_fastinfoset [--items N] [--runs R] "
+                                 "[--only xml|fi|typed|read-xml|read-fi|read-typed]\n");
             return 2;
         }
     }
@@ -128,6 +130,20 @@ int main(int argc, char** argv)
         auto writeFi = [&] { return spOrder->ToFastInfosetStream(FInfoDecl_None, ctx, CompressionType_None); };
         auto writeTyped = [&] { return spOrder->ToFastInfosetStream(FInfoDecl_None, typed, CompressionType_None); };
 
+        // Reading: the bytes each writer gave, into one object that every read clears first.
+        CBinaryData xmlBytes = writeXml(), fiBytes = writeFi(), typedBytes = writeTyped();
+        CSmartPtr<CPurchaseOrderType> spRead = new CPurchaseOrderType;
+        auto readXml = [&] { spRead->FromXmlStream(xmlBytes, ctx); };
+        auto readFi = [&] { spRead->FromXmlStream(fiBytes, ctx); };
+        auto readTyped = [&] { spRead->FromXmlStream(typedBytes, typed); };
+        // The document tree alone, which the bound classes are then read from.
+        auto treeOf = [&](const CBinaryData& bytes) {
+            CXmlDocument doc(ctx);
+            doc.LoadXmlStream(bytes.GetData(), bytes.GetLength());
+        };
+        auto treeXml = [&] { treeOf(xmlBytes); };
+        auto treeFi = [&] { treeOf(fiBytes); };
+
         if (lpOnly)
         {
             for (int i = 0; i < nRuns; ++i)
@@ -135,9 +151,24 @@ int main(int argc, char** argv)
                     writeXml();
                 else if (!std::strcmp(lpOnly, "typed"))
                     writeTyped();
+                else if (!std::strcmp(lpOnly, "read-xml"))
+                    readXml();
+                else if (!std::strcmp(lpOnly, "read-fi"))
+                    readFi();
+                else if (!std::strcmp(lpOnly, "read-typed"))
+                    readTyped();
                 else
                     writeFi();
             return 0;
+        }
+
+        // What is read back is what was written.
+        readFi();
+        if (spRead->ToXmlStream(true, true, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None).GetLength() !=
+            xmlBytes.GetLength())
+        {
+            std::fprintf(stderr, "the Fast Infoset read back differs from the objects written\n");
+            return 1;
         }
 
         size_t nXml = writeXml().GetLength(), nFlat = writeFlat().GetLength();
@@ -146,6 +177,13 @@ int main(int argc, char** argv)
         Timing fi = Time(nRuns, writeFi);
         Timing typedTime = Time(nRuns, writeTyped);
         size_t nAllocXml = AllocationsOf(writeXml), nAllocFi = AllocationsOf(writeFi);
+        Timing readXmlTime = Time(nRuns, readXml);
+        Timing readFiTime = Time(nRuns, readFi);
+        Timing readTypedTime = Time(nRuns, readTyped);
+        size_t nAllocReadXml = AllocationsOf(readXml), nAllocReadFi = AllocationsOf(readFi);
+        Timing treeXmlTime = Time(nRuns, treeXml);
+        Timing treeFiTime = Time(nRuns, treeFi);
+        size_t nAllocTreeXml = AllocationsOf(treeXml), nAllocTreeFi = AllocationsOf(treeFi);
 
         std::printf("purchase order: %d items; XML text %.2f MB (%.2f MB unformatted); best / median of %d runs,\n"
                     "MB/s of the XML text's size\n",
@@ -159,9 +197,21 @@ int main(int argc, char** argv)
         std::printf("  ToFastInfosetStream, typed    %7.1f / %7.1f MB/s                         %.2f MB = %.1f%% of "
                     "the text\n",
                     MBps(nXml, typedTime.dBest), MBps(nXml, typedTime.dMedian), nTyped / 1e6, 100.0 * nTyped / nXml);
+        std::printf("  FromXmlStream, XML text       %7.1f / %7.1f MB/s   %9zu allocations\n",
+                    MBps(nXml, readXmlTime.dBest), MBps(nXml, readXmlTime.dMedian), nAllocReadXml);
+        std::printf("  FromXmlStream, Fast Infoset   %7.1f / %7.1f MB/s   %9zu allocations\n",
+                    MBps(nXml, readFiTime.dBest), MBps(nXml, readFiTime.dMedian), nAllocReadFi);
+        std::printf("  FromXmlStream, FI typed       %7.1f / %7.1f MB/s\n", MBps(nXml, readTypedTime.dBest),
+                    MBps(nXml, readTypedTime.dMedian));
+        std::printf("  of which the tree, XML text   %7.1f / %7.1f MB/s   %9zu allocations\n",
+                    MBps(nXml, treeXmlTime.dBest), MBps(nXml, treeXmlTime.dMedian), nAllocTreeXml);
+        std::printf("  of which the tree, FI         %7.1f / %7.1f MB/s   %9zu allocations\n",
+                    MBps(nXml, treeFiTime.dBest), MBps(nXml, treeFiTime.dMedian), nAllocTreeFi);
         bool bFast = fi.dMedian <= xml.dMedian, bSmall = nFi <= nXml * 0.6;
-        std::printf("  bars: Fast Infoset at least as fast as XML text: %s; at most 60%% of its size: %s\n",
-                    bFast ? "met" : "NOT MET", bSmall ? "met" : "NOT MET");
+        bool bReadFast = readFiTime.dMedian <= readXmlTime.dMedian;
+        std::printf("  bars: Fast Infoset writing at least as fast as XML text: %s; at most 60%% of its size: %s;\n"
+                    "        Fast Infoset reading at least as fast as XML text: %s\n",
+                    bFast ? "met" : "NOT MET", bSmall ? "met" : "NOT MET", bReadFast ? "met" : "NOT MET");
         return 0;
     }
     catch (const CKrException& e)

@@ -8,6 +8,7 @@
 #include "encoder.h"
 #include "equalbytes.h"
 #include "expatreader.h"
+#include "fastinfosetreader.h"
 #include "functions.h"
 #include "jsonreadertoxmlhandler.h"
 #include "krexception.h"
@@ -342,7 +343,8 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
     Cleanup();
     if (dwLen == 0 || !pData)
         throw CKrException("XML Stream is empty!");
-    ParseXmlText(pData, dwLen);
+    if (!ParseFastInfoset(pData, dwLen))
+        ParseXmlText(pData, dwLen);
 }
 
 void CXmlDocument::Load(const char* lpFileName)
@@ -378,7 +380,17 @@ void CXmlDocument::ReadFileToBuffer(const char* lpFileName)
 
 void CXmlDocument::Parse()
 {
-    ParseText();
+    if (!ParseFastInfoset(m_pBuffer, m_dwBufferLen))
+        ParseText();
+}
+
+bool CXmlDocument::ParseFastInfoset(const unsigned char* pData, uint32_t dwLen)
+{
+    // The reader answers false, having reported nothing, to bytes without its header.
+    if (!CFastInfosetReader::IsFastInfoset(pData, dwLen))
+        return false;
+    CFastInfosetReader reader(m_pContext->GetFIContext(), *m_pSink, m_eSchemaType, m_pContext->GetStripCDATA());
+    return reader.Parse(pData, dwLen);
 }
 
 void CXmlDocument::ParseText()

@@ -100,6 +100,8 @@ protected:
     // text parser.
     void Parse();
     void ParseText();
+    // Fast Infoset, told by its header, into the receiver; false for other bytes.
+    bool ParseFastInfoset(const unsigned char* pData, uint32_t dwLen);
 
 private:
     // The node pools and the receiver that builds the tree from the parser's reports.

@@ -28,7 +28,7 @@ CC=clang CXX=clang++ cmake -S . -B build/clang -G Ninja -DCMAKE_BUILD_TYPE=Debug
 cmake --build build/clang -j "$jobs"
 (cd build/clang && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
    ctest --output-on-failure -j "$jobs" -E '^LongNumbers\.HundredThousandDigits$')
-for target in document json numbers; do
+for target in document json numbers fastinfoset; do
   # New inputs go to the scratch folder; the seed corpus in the tree stays as it is.
   rm -rf "build/clang/fuzz-corpus/$target" && mkdir -p "build/clang/fuzz-corpus/$target"
   if ! ASAN_OPTIONS=detect_leaks=1 "build/clang/fuzz/fuzz_$target" "build/clang/fuzz-corpus/$target" \

@@ -324,6 +324,36 @@ private:
     CXmlDocument m_doc;
 };
 
+// The same document as Fast Infoset, written before the run, read into the tree and into
+// untyped content.
+class CFastInfosetScenario : public IScenario
+{
+public:
+    CFastInfosetScenario() : m_spElement(new CElement(""))
+    {
+        CSmartPtr<CElement> spSource(new CElement(""));
+        spSource->FromXml(kDocument, CSerializationContext::GetDefaultContext());
+        m_bytes = spSource->ToFastInfosetStream(FInfoDecl_Version10, CSerializationContext::GetDefaultContext(),
+                                                CompressionType_None);
+    }
+    std::string Run() override
+    {
+        m_doc.LoadXmlStream(m_bytes.GetData(), m_bytes.GetLength());
+        std::string strOut = DescribeTree(m_doc.GetDocumentElement());
+        // Reading adds to what an element holds: start from an empty one.
+        m_spElement->GetAttributes()->Clear();
+        m_spElement->GetChildElements()->Clear();
+        m_spElement->SetText("");
+        m_spElement->FromXmlStream(m_bytes, CSerializationContext::GetDefaultContext());
+        return strOut + m_spElement->ToXml(false, false, EOLType_LF, CSerializationContext::GetDefaultContext());
+    }
+
+private:
+    CXmlDocument m_doc;
+    CSmartPtr<CElement> m_spElement;
+    CBinaryData m_bytes;
+};
+
 class CUntypedScenario : public IScenario
 {
 public:
@@ -495,6 +525,11 @@ TEST(AllocationFailure, TreeFromText)
 TEST(AllocationFailure, TreeFromUtf16Bytes)
 {
     Print("tree from UTF-16 bytes", FailEachAllocation([] { return std::make_unique<CTreeScenario>(true); }));
+}
+
+TEST(AllocationFailure, TreeFromFastInfoset)
+{
+    Print("tree from Fast Infoset", FailEachAllocation([] { return std::make_unique<CFastInfosetScenario>(); }));
 }
 
 TEST(AllocationFailure, UntypedContentReadCopiedAndWritten)

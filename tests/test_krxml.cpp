@@ -145,6 +145,31 @@ TEST_F(Krxml, FastInfosetToFileAndStandardOutput)
     EXPECT_EQ(strExpected, RunTool("convert - --to fi", strIn).strOut);
 }
 
+TEST_F(Krxml, ReadsFastInfosetInput)
+{
+    for (const char* lpName : {"purchase-order.xml", "namespaces.xml", "values.xml"})
+    {
+        std::string strPath = std::string(KRXML_TEST_DATA_DIR "/") + lpName, strFi = TempPath("in.finf");
+        SCOPED_TRACE(strPath);
+        ASSERT_EQ(0, RunTool("convert " + strPath + " --to fi -o " + strFi).iExit);
+        // Told by its header, from a file or standard input: the XML is that of the text input,
+        // and Fast Infoset written again is the same bytes.
+        std::string strXml = RunTool("convert " + strPath).strOut;
+        EXPECT_EQ(strXml, RunTool("convert " + strFi).strOut);
+        EXPECT_EQ(strXml, RunTool("convert --from fi -", strFi).strOut);
+        EXPECT_EQ(ReadFileBytes(strFi), RunTool("convert - --to fi", strFi).strOut);
+    }
+    std::string strIn = TempPath("decl.finf");
+    WriteFileBytes(strIn, std::string("<?xml version='1.0' encoding='finf'?>\xE0\0\0\x01\0\x3C\0r\x90x\xFF", 48));
+    EXPECT_EQ("<r>x</r>\n", RunTool("convert " + strIn + " --no-declaration").strOut);
+    WriteFileBytes(strIn, std::string("\xE0\0\0\x01\0\x3C\0r\x90", 9));
+    ToolRun cut = RunTool("convert " + strIn);
+    EXPECT_EQ(1, cut.iExit);
+    EXPECT_EQ("krxml: error: Failed to parse FastInfoset. Unexpected End of File.\n", cut.strErr);
+    WriteFileBytes(strIn, "<r/>");
+    EXPECT_EQ("krxml: error: The input is not a Fast Infoset document\n", RunTool("convert --from fi " + strIn).strErr);
+}
+
 TEST_F(Krxml, FailuresAndUsage)
 {
     ToolRun missing = RunTool("convert " + TempPath("none.xml"));

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "fastinfosetreader.h"
 #include "krxmllib.h"
 
 using namespace KrXmlLib16;
@@ -21,14 +22,16 @@ const char kUsage[] =
     "usage: krxml convert INPUT [-o OUTPUT] [options]\n"
     "       krxml --help\n"
     "\n"
-    "Reads any well-formed XML document or JSON text (INPUT, or - for standard input) into the\n"
-    "library's untyped content and writes it again, as XML or JSON (to OUTPUT, or to standard\n"
-    "output).\n"
+    "Reads any well-formed XML document, Fast Infoset document or JSON text (INPUT, or - for\n"
+    "standard input) into the library's untyped content and writes it again, as XML, JSON or\n"
+    "Fast Infoset (to OUTPUT, or to standard output).\n"
     "\n"
     "options:\n"
     "  -o, --output FILE       write to FILE instead of standard output\n"
-    "  --from json|xml         input format; by default JSON if the first byte that isn't\n"
-    "                          blank is '{' or '[' (behind a UTF-8 byte order mark), else XML\n"
+    "  --from json|xml|fi      input format; by default Fast Infoset if the input opens with\n"
+    "                          its header (E0 00 00 01, alone or behind an XML declaration of\n"
+    "                          the encoding 'finf'), JSON if the first byte that isn't blank is\n"
+    "                          '{' or '[' (behind a UTF-8 byte order mark), else XML\n"
     "  --root-name NAME        JSON input: wrap what is read in an element NAME, for JSON\n"
     "                          that isn't an object with one member (the root element)\n"
     "  --to xml|json|fi        output format: XML text (default), JSON, or Fast Infoset, the\n"
@@ -78,7 +81,8 @@ enum class InputFormat
 {
     Detect,
     Xml,
-    Json
+    Json,
+    FastInfoset
 };
 
 struct Options
@@ -127,8 +131,10 @@ Options ParseArguments(int argc, char** argv)
                 opt.eFrom = InputFormat::Json;
             else if (strFormat == "xml")
                 opt.eFrom = InputFormat::Xml;
+            else if (strFormat == "fi")
+                opt.eFrom = InputFormat::FastInfoset;
             else
-                throw UsageError{"unknown input format '" + strFormat + "' (json or xml)"};
+                throw UsageError{"unknown input format '" + strFormat + "' (json, xml or fi)"};
         }
         else if (strArg == "--root-name")
         {
@@ -351,8 +357,21 @@ bool FileLooksLikeJson(const std::string& strFile)
     return bJson;
 }
 
-// Reads the input into the document's tree: XML as it stands, JSON through the XML text it maps
-// to.
+// Fast Infoset by its header, which the longest declaration in front of it leaves within the
+// first 64 bytes.
+bool FileLooksLikeFastInfoset(const std::string& strFile)
+{
+    std::FILE* f = std::fopen(strFile.c_str(), "rb");
+    if (!f)
+        return false;  // the library's loader reports the file
+    unsigned char head[64];
+    size_t n = std::fread(head, 1, sizeof(head), f);
+    std::fclose(f);
+    return CFastInfosetReader::IsFastInfoset(head, n);
+}
+
+// Reads the input into the document's tree: XML and Fast Infoset as they stand (the loader
+// tells them apart by the header), JSON through the XML text it maps to.
 void LoadInput(const Options& opt, CXmlDocument& doc)
 {
     std::vector<unsigned char> bytes;
@@ -363,9 +382,13 @@ void LoadInput(const Options& opt, CXmlDocument& doc)
         if (bytes.size() > 0xFFFFFFFFu)
             throw CKrException("Standard input is larger than 4 GB");
     }
+    bool bFastInfoset = bStdin ? CFastInfosetReader::IsFastInfoset(bytes.data(), bytes.size())
+                               : FileLooksLikeFastInfoset(opt.strInput);
+    if (opt.eFrom == InputFormat::FastInfoset && !bFastInfoset)
+        throw CKrException("The input is not a Fast Infoset document");
     bool bJson = opt.eFrom == InputFormat::Json;
     if (opt.eFrom == InputFormat::Detect)
-        bJson = bStdin ? LooksLikeJson(bytes.data(), bytes.size()) : FileLooksLikeJson(opt.strInput);
+        bJson = !bFastInfoset && (bStdin ? LooksLikeJson(bytes.data(), bytes.size()) : FileLooksLikeJson(opt.strInput));
     if (!bJson)
     {
         if (bStdin)
