@@ -20,11 +20,15 @@ bool g_bASCIIOnly = false;
 unsigned int g_uLocalCodePage = 0;
 bool g_bAsyncFromXmlFile = false;
 bool g_bAsyncToXmlFile = false;
+uint64_t g_qwMaxDecompressedSize = kDefaultMaxDecompressedSize;
+uint32_t g_dwMaxDecompressionRatio = kDefaultMaxDecompressionRatio;
 
 void ASCIIOnly(bool bASCIIOnly) { g_bASCIIOnly = bASCIIOnly; }
 void SetLocalCharEncoding(unsigned int uCodePage) { g_uLocalCodePage = uCodePage; }
 void AsyncFromXmlFile(bool bAsync) { g_bAsyncFromXmlFile = bAsync; }
 void AsyncToXmlFile(bool bAsync) { g_bAsyncToXmlFile = bAsync; }
+void SetMaxDecompressedSize(uint64_t qwMaxBytes) { g_qwMaxDecompressedSize = qwMaxBytes; }
+void SetMaxDecompressionRatio(uint32_t dwMaxRatio) { g_dwMaxDecompressionRatio = dwMaxRatio; }
 
 DebugOutputFunction SetDebugOutput(DebugOutputFunction pfnOutput)
 {

@@ -22,6 +22,8 @@ extern KRXML_API bool g_bASCIIOnly;
 extern KRXML_API unsigned int g_uLocalCodePage;
 extern KRXML_API bool g_bAsyncFromXmlFile;
 extern KRXML_API bool g_bAsyncToXmlFile;
+extern KRXML_API uint64_t g_qwMaxDecompressedSize;
+extern KRXML_API uint32_t g_dwMaxDecompressionRatio;
 
 // true: text passes between parser, tree and UTF-8 output as bytes, unconverted.
 KRXML_API void ASCIIOnly(bool bASCIIOnly);
@@ -32,6 +34,17 @@ KRXML_API void SetLocalCharEncoding(unsigned int uCodePage);
 KRXML_API void AsyncFromXmlFile(bool bAsync);
 // true: ToXmlFile without compression streams to the file while the document is produced.
 KRXML_API void AsyncToXmlFile(bool bAsync);
+
+// Limits on compressed byte input (gzip or zlib, recognised by the stream and file readers):
+// content that grows past either is refused with CKrException as soon as it does, so that a
+// small hostile stream can't make the library hold gigabytes. The absolute limit defaults to
+// 1 GiB (kDefaultMaxDecompressedSize); the ratio limit to 1000 times the compressed size
+// (kDefaultMaxDecompressionRatio), above what deflate reaches on any real document. 0 switches
+// a limit off. Whatever is set, one document holds at most 4 GiB - 1 bytes.
+const uint64_t kDefaultMaxDecompressedSize = 1024ull * 1024 * 1024;
+const uint32_t kDefaultMaxDecompressionRatio = 1000;
+KRXML_API void SetMaxDecompressedSize(uint64_t qwMaxBytes);
+KRXML_API void SetMaxDecompressionRatio(uint32_t dwMaxRatio);
 
 // Installs the function that receives the library's debug output (the instance report and
 // DebugTrace); null restores the default, which discards it. Returns the previous function.

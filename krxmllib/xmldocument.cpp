@@ -12,6 +12,7 @@
 #include "functions.h"
 #include "jsonreadertoxmlhandler.h"
 #include "krexception.h"
+#include "krzip.h"
 #include "nodepool.h"
 #include "platform.h"
 #include "serializationcontext.h"
@@ -186,6 +187,7 @@ void CXmlDocument::SetContentSink(IXmlContentSink* pSink)
 CXmlDocument::~CXmlDocument()
 {
     CXmlDocument::Cleanup();
+    CloseAsyncFile();
 }
 
 void CXmlDocument::Cleanup()
@@ -343,6 +345,12 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
     Cleanup();
     if (dwLen == 0 || !pData)
         throw CKrException("XML Stream is empty!");
+    if (CKrZip::IsCompressed(pData, dwLen))
+    {
+        TakeBuffer(pData, dwLen);
+        Parse();
+        return;
+    }
     if (!ParseFastInfoset(pData, dwLen))
         ParseXmlText(pData, dwLen);
 }
@@ -350,8 +358,136 @@ void CXmlDocument::ParseInPlace(const unsigned char* pData, uint32_t dwLen)
 void CXmlDocument::Load(const char* lpFileName)
 {
     Cleanup();
+    if (g_bAsyncFromXmlFile)
+    {
+        LoadAsync(lpFileName);
+        return;
+    }
     ReadFileToBuffer(lpFileName);
     Parse();
+}
+
+// ---- the overlapped route ----
+
+namespace {
+
+// Waits for the read in flight when a scope ends, however it ends: the buffer it fills must
+// not be freed under it.
+struct CReadInFlight
+{
+    Platform::BackgroundFileIo& io;
+    ~CReadInFlight()
+    {
+        uint64_t qwIgnored;
+        io.Wait(qwIgnored);
+    }
+};
+
+} // namespace
+
+void CXmlDocument::CloseAsyncFile()
+{
+    if (m_pOverlapped)
+    {
+        uint64_t qwIgnored;
+        m_pOverlapped->Wait(qwIgnored);
+    }
+    Platform::CloseFile(m_hFile);
+}
+
+void CXmlDocument::LoadAsync(const char* lpFileName)
+{
+    const char* lpName = lpFileName ? lpFileName : "";
+    uint32_t dwError = Platform::OpenFileForRead(lpName, m_hFile);
+    if (dwError)
+        throw CKrException(FormatString("Failed to open the file [%s] Error [0x%08x]", lpName, dwError));
+    // The file is closed on every way out, the read in flight waited for first.
+    struct CFileScope
+    {
+        CXmlDocument& doc;
+        ~CFileScope() { doc.CloseAsyncFile(); }
+    } fileScope{*this};
+    m_qwFilePos = 0;
+    if (!m_pOverlapped)
+        m_pOverlapped.reset(new Platform::BackgroundFileIo);
+    dwError = m_pOverlapped->Prepare();
+    if (dwError)
+        throw CKrException(FormatString("Failed to create event for file overlap [%s] error [0x%08X]", lpName, dwError));
+
+    m_pBuffer = new unsigned char[kAsyncChunk];
+    uint32_t dwRead = 0;
+    if (!ReadChunkFromFile(m_pBuffer))
+    {
+        dwError = WaitForChunk(dwRead);
+        if (dwError)
+            throw CKrException(FormatString("Failed to read the contents of the file [%s] Error [0x%08x]", lpName,
+                                            dwError));
+    }
+    m_qwFilePos += dwRead;
+    m_dwBufferLen = dwRead;
+    AsyncParse(dwRead < kAsyncChunk);
+}
+
+bool CXmlDocument::ReadChunkFromFile(unsigned char* pBuffer)
+{
+    m_pOverlapped->StartRead(m_hFile, pBuffer, kAsyncChunk, m_qwFilePos);
+    return false;
+}
+
+uint32_t CXmlDocument::WaitForChunk(uint32_t& dwRead)
+{
+    uint64_t qwRead = 0;
+    uint32_t dwError = m_pOverlapped->Wait(qwRead);
+    dwRead = static_cast<uint32_t>(qwRead);
+    return dwError;
+}
+
+void CXmlDocument::AsyncParse(bool bEof)
+{
+    CExpatReader reader(*m_pSink, m_eSchemaType, m_pContext->GetStripCDATA());
+    reader.Init();
+    std::unique_ptr<unsigned char[]> pSecond(new unsigned char[kAsyncChunk]);
+    CReadInFlight inFlight{*m_pOverlapped};  // ends before pSecond is freed
+    try
+    {
+        while (!bEof)
+        {
+            // The next chunk comes in while the parser works on this one.
+            bool bAtEnd = ReadChunkFromFile(pSecond.get());
+            reader.Parse(m_pBuffer, m_dwBufferLen, false);
+            uint32_t dwRead = 0;
+            if (!bAtEnd)
+            {
+                uint32_t dwError = WaitForChunk(dwRead);
+                if (dwError)
+                    throw CKrException(FormatString("Failed to read the contents of the file. Error [0x%08x]", dwError));
+            }
+            unsigned char* pParsed = m_pBuffer;
+            m_pBuffer = pSecond.release();
+            pSecond.reset(pParsed);
+            m_qwFilePos += dwRead;
+            m_dwBufferLen = dwRead;
+            bEof = dwRead < kAsyncChunk;
+        }
+        reader.Parse(m_pBuffer, m_dwBufferLen, true);
+        // Expat refuses a document without an element; this holds for the tree all the same.
+        if (!m_pDocElement && m_pSink == m_pState.get() && !m_pfnElementEnd)
+            throw CKrException("Invalid or empty XML document");
+    }
+    catch (const CKrException& e)
+    {
+        // Whatever failed, the caller gets the message and path as a plain CKrException, and
+        // the document is left empty.
+        CKrException plain(e);
+        uint64_t qwIgnored;
+        m_pOverlapped->Wait(qwIgnored);
+        Cleanup();
+        throw plain;
+    }
+    // The buffers go at once; the plain route keeps its buffer until Cleanup.
+    delete[] m_pBuffer;
+    m_pBuffer = nullptr;
+    m_dwBufferLen = 0;
 }
 
 void CXmlDocument::ReadFileToBuffer(const char* lpFileName)
@@ -380,6 +516,7 @@ void CXmlDocument::ReadFileToBuffer(const char* lpFileName)
 
 void CXmlDocument::Parse()
 {
+    CKrZip::Decompress(&m_pBuffer, &m_dwBufferLen);
     if (!ParseFastInfoset(m_pBuffer, m_dwBufferLen))
         ParseText();
 }
@@ -521,6 +658,7 @@ CBinaryData CXmlDocument::ParseJsonText(const std::string& strJson)
 
 CBinaryData CXmlDocument::ParseJson()
 {
+    CKrZip::Decompress(&m_pBuffer, &m_dwBufferLen);
     const char* pText = reinterpret_cast<const char*>(m_pBuffer);
     size_t nLen = m_dwBufferLen;
     if (nLen >= 3 && m_pBuffer[0] == 0xEF && m_pBuffer[1] == 0xBB && m_pBuffer[2] == 0xBF)

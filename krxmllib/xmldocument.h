@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "binarydata.h"
+#include "krplatformtypes.h"
 #include "krxmlexport.h"
 #include "memoryleakhelp.h"
 #include "xmlelement.h"
@@ -25,6 +26,9 @@ namespace KrXmlLib16 {
 class CSerializationContext;
 class CExpatReader;
 class IXmlContentSink;
+namespace Platform {
+class BackgroundFileIo;
+}
 
 // Readers fill the document only through an IXmlContentSink, the same interface through which
 // they feed any other receiver.
@@ -48,12 +52,17 @@ public:
 
     CXmlElement* GetDocumentElement() const { return m_pDocElement; }
 
+    // Reads a file. Under AsyncFromXmlFile(true) the file is XML text, read in chunks in the
+    // background while the parser works on the chunk before (see AsyncParse); otherwise it is
+    // read whole and may be compressed, Fast Infoset or XML text, as bytes given to
+    // LoadXmlStream may.
     void Load(const char* lpFileName);
     void LoadXmlStream(unsigned char* const pData, uint32_t dwLen);
     void LoadXml(const char* lpXml);
     void LoadXml(const unsigned short* lpXml);
     // Parses the caller's bytes where they lie, keeping no copy; for a receiver that takes
-    // its own copies of what it keeps (see SetContentSink).
+    // its own copies of what it keeps (see SetContentSink). Compressed bytes are decompressed
+    // into a buffer of the document's and read as LoadXmlStream reads them.
     void ParseInPlace(const unsigned char* pData, uint32_t dwLen);
 
     // JSON converted to XML text, which is returned as UTF-8 bytes for the caller to read; the
@@ -111,6 +120,19 @@ private:
     void TakeBuffer(const unsigned char* pData, uint32_t dwLen);
     // Reads the whole file into m_pBuffer.
     void ReadFileToBuffer(const char* lpFileName);
+
+    // The overlapped route of Load: two buffers of kAsyncChunk bytes, one being filled in the
+    // background at m_qwFilePos while the parser reads the other, whatever the file's size.
+    static const uint32_t kAsyncChunk = 0x20000;
+    void LoadAsync(const char* lpFileName);
+    // Starts the read of the next chunk into pBuffer. True if the end of the file is known at
+    // once; the background read tells it only through WaitForChunk, so this route says false.
+    bool ReadChunkFromFile(unsigned char* pBuffer);
+    // Waits for the read in flight; the host's error code, 0 on success.
+    uint32_t WaitForChunk(uint32_t& dwRead);
+    // Parses m_pBuffer and the chunks after it, each while the next one is read.
+    void AsyncParse(bool bEof);
+    void CloseAsyncFile();
     // JSON in the local code page, and JSON as the bytes of m_pBuffer, to XML text.
     CBinaryData ParseJsonText(const std::string& strJson);
     CBinaryData ParseJson();
@@ -143,6 +165,10 @@ private:
     mutable std::set<std::string> m_namespaces;  // interned namespace URIs of the elements
     mutable const std::string* m_pLastNamespace = nullptr;  // the common case: same as before
     std::unique_ptr<CState> m_pState;
+    // The overlapped route's read in flight, its file and the offset of its next chunk.
+    std::unique_ptr<Platform::BackgroundFileIo> m_pOverlapped;
+    uint64_t m_qwFilePos = 0;
+    Platform::FileHandle m_hFile = Platform::kInvalidFile;
 };
 
 } // namespace KrXmlLib16

@@ -9,6 +9,7 @@
 #include "jsontextwriter.h"
 #include "jsoncontext.h"
 #include "krexception.h"
+#include "krzip.h"
 #include "textstream.h"
 #include "xmldocument.h"
 #include "xmltextwriter.h"
@@ -165,14 +166,24 @@ void CXmlObjectBase::FromJson_Int(const CBinaryData& data, const CSerializationC
 
 namespace {
 
-// Compression of the output isn't part of this version: a request for it is refused before
-// any work, so that it can never silently produce uncompressed bytes.
-void RefuseCompression(CompressionType eCompression)
+// The file roads write what the stream roads give. Compressed, the file is one gzip stream: a
+// UTF-16 byte order mark goes inside it, in front of the text, so that the file opens as gzip
+// and its content as the same file uncompressed.
+void WriteBytesToFile(const char* lpFileName, XmlEncoding eEncoding, CBinaryData data, CompressionType eCompression)
 {
-    if (eCompression == CompressionType_GZip)
-        throw CKrException("GZIP Compression is not available in this version of the library");
-    if (eCompression == CompressionType_ZLib)
-        throw CKrException("ZLIB Compression is not available in this version of the library");
+    if (eCompression != CompressionType_None)
+    {
+        if (eEncoding == XmlEncoding_UTF16 || eEncoding == XmlEncoding_UTF16NoDecl)
+        {
+            CBinaryData withMark("\xFF\xFE");
+            withMark.Append(data);
+            data = withMark;
+        }
+        CKrZip::CompressBinaryData(data, eCompression);
+        eEncoding = XmlEncoding_None;
+    }
+    CFileBinaryStream file(lpFileName, eEncoding, data);
+    file.WriteToFile();
 }
 
 } // namespace
@@ -207,10 +218,12 @@ std::string CXmlObjectBase::ToXml(bool bIncludeDocHeader, bool bFormatted, EOLTy
 CBinaryData CXmlObjectBase::ToXmlStream(bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
                                         const CSerializationContext& ctx, CompressionType eCompression) const
 {
-    RefuseCompression(eCompression);
     CTextStream stream(eEncoding);
     WriteXmlDocument(stream, bIncludeDocHeader, bFormatted, eEOL, ctx);
-    return stream.GetEncodedData();
+    CBinaryData data = stream.GetEncodedData();
+    if (eCompression != CompressionType_None)
+        CKrZip::CompressBinaryData(data, eCompression);
+    return data;
 }
 
 void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, bool bFormatted, XmlEncoding eEncoding,
@@ -225,9 +238,8 @@ void CXmlObjectBase::ToXmlFile(const char* lpFileName, bool bIncludeDocHeader, b
         WriteXmlDocument(stream, bIncludeDocHeader, bFormatted, eEOL, ctx);
         return;
     }
-    CBinaryData data = ToXmlStream(bIncludeDocHeader, bFormatted, eEncoding, eEOL, ctx, eCompression);
-    CFileBinaryStream file(lpFileName, eEncoding, data);
-    file.WriteToFile();
+    WriteBytesToFile(lpFileName, eEncoding,
+                     ToXmlStream(bIncludeDocHeader, bFormatted, eEncoding, eEOL, ctx, CompressionType_None), eCompression);
 }
 
 // ---- writing JSON ----
@@ -261,10 +273,12 @@ std::string CXmlObjectBase::ToJson(bool bFormatted, EOLType eEOL, const CSeriali
 CBinaryData CXmlObjectBase::ToJsonStream(bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
                                          const CSerializationContext& ctx, CompressionType eCompression) const
 {
-    RefuseCompression(eCompression);
     CTextStream stream(eEncoding);
     WriteJsonDocument(stream, bFormatted, eEOL, ctx);
-    return stream.GetEncodedData();
+    CBinaryData data = stream.GetEncodedData();
+    if (eCompression != CompressionType_None)
+        CKrZip::CompressBinaryData(data, eCompression);
+    return data;
 }
 
 void CXmlObjectBase::ToJsonFile(const char* lpFileName, bool bFormatted, XmlEncoding eEncoding, EOLType eEOL,
@@ -279,9 +293,8 @@ void CXmlObjectBase::ToJsonFile(const char* lpFileName, bool bFormatted, XmlEnco
         WriteJsonDocument(stream, bFormatted, eEOL, ctx);
         return;
     }
-    CBinaryData data = ToJsonStream(bFormatted, eEncoding, eEOL, ctx, eCompression);
-    CFileBinaryStream file(lpFileName, eEncoding, data);
-    file.WriteToFile();
+    WriteBytesToFile(lpFileName, eEncoding, ToJsonStream(bFormatted, eEncoding, eEOL, ctx, CompressionType_None),
+                     eCompression);
 }
 
 // ---- writing Fast Infoset ----
@@ -289,7 +302,6 @@ void CXmlObjectBase::ToJsonFile(const char* lpFileName, bool bFormatted, XmlEnco
 CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl eDecl, const CSerializationContext& ctx,
                                                 CompressionType eCompression) const
 {
-    RefuseCompression(eCompression);
     CBinaryStream stream;
     CFastInfosetWriter writer(ctx.GetFIContext(), &stream);
     writer.StartDocument();
@@ -298,7 +310,10 @@ CBinaryData CXmlObjectBase::ToFastInfosetStream(FInfoDecl eDecl, const CSerializ
     ToXml_Int(&writer, true, strNamespace.c_str(), ctx, false);
     writer.WriteFooter();
     writer.EndDocument();
-    return stream.GetData();
+    CBinaryData data = stream.GetData();
+    if (eCompression != CompressionType_None)
+        CKrZip::CompressBinaryData(data, eCompression);
+    return data;
 }
 
 void CXmlObjectBase::ToFastInfosetFile(const char* lpFileName, FInfoDecl eDecl, const CSerializationContext& ctx,

@@ -50,6 +50,8 @@ const char kUsage[] =
     "  --indent TEXT           one level of indent, blanks and tabs only (default: a tab)\n"
     "  --eol lf|crlf           line end of the output (default: lf)\n"
     "  --no-declaration        leave out the XML declaration (JSON has none)\n"
+    "  --gzip                  compress the output as a gzip file\n"
+    "  --zlib                  compress the output as a zlib stream; standard output only\n"
     "  --keep-whitespace       keep whitespace-only text of elements that have child elements\n"
     "                          (by default it is taken for indentation and dropped)\n"
     "\n"
@@ -61,6 +63,11 @@ const char kUsage[] =
     "JSON output is one object with the root element as its member. An element with only\n"
     "text is a member with that text as a string; one with attributes or children is an\n"
     "object; consecutive elements of one name are an array; an empty element is \"\".\n"
+    "\n"
+    "Input compressed with gzip or zlib is decompressed first, whatever its format, and\n"
+    "content larger than 1 GB or than 1000 times the compressed size is refused. Compressed\n"
+    "output must be smaller than the uncompressed output (a very short document is refused);\n"
+    "UTF-16 output keeps its byte order mark inside the compressed stream.\n"
     "\n"
     "JSON input is UTF-8 and maps to XML as the library writes it: each member is an element,\n"
     "\"@name\" members are attributes (\"@xmlns\", \"@xmlns:p\" declare namespaces), \"#text\" is\n"
@@ -99,6 +106,7 @@ struct Options
     EOLType eEol = EOLType_LF;
     bool bDeclaration = true;
     bool bKeepWhitespace = false;
+    CompressionType eCompression = CompressionType_None;
 };
 
 struct UsageError
@@ -196,6 +204,13 @@ Options ParseArguments(int argc, char** argv)
             opt.bDeclaration = false;
         else if (strArg == "--keep-whitespace")
             opt.bKeepWhitespace = true;
+        else if (strArg == "--gzip" || strArg == "--zlib")
+        {
+            CompressionType e = strArg == "--gzip" ? CompressionType_GZip : CompressionType_ZLib;
+            if (opt.eCompression != CompressionType_None && opt.eCompression != e)
+                throw UsageError{"--gzip and --zlib exclude each other"};
+            opt.eCompression = e;
+        }
         else if (strArg.size() > 1 && strArg[0] == '-')
             throw UsageError{"unknown option '" + strArg + "'"};
         else if (bHaveInput)
@@ -370,34 +385,86 @@ bool FileLooksLikeFastInfoset(const std::string& strFile)
     return CFastInfosetReader::IsFastInfoset(head, n);
 }
 
-// Reads the input into the document's tree: XML and Fast Infoset as they stand (the loader
-// tells them apart by the header), JSON through the XML text it maps to.
-void LoadInput(const Options& opt, CXmlDocument& doc)
+// True if the file starts as a gzip file or a zlib stream does.
+bool FileIsCompressed(const std::string& strFile)
+{
+    std::FILE* f = std::fopen(strFile.c_str(), "rb");
+    if (!f)
+        return false;  // the library's loader reports the file
+    unsigned char head[2];
+    size_t n = std::fread(head, 1, sizeof(head), f);
+    std::fclose(f);
+    return CKrZip::IsCompressed(head, static_cast<uint32_t>(n));
+}
+
+std::vector<unsigned char> ReadWholeFile(const std::string& strFile)
 {
     std::vector<unsigned char> bytes;
-    bool bStdin = opt.strInput == "-";
-    if (bStdin)
+    std::FILE* f = std::fopen(strFile.c_str(), "rb");
+    if (!f)
+        throw CKrException(FormatString("Failed to open the file [%s] Error [0x%08x]", strFile.c_str(),
+                                        static_cast<unsigned>(errno)));
+    unsigned char buf[65536];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof(buf), f)) > 0)
+        bytes.insert(bytes.end(), buf, buf + n);
+    bool bFailed = std::ferror(f) != 0;
+    int iError = errno;
+    std::fclose(f);
+    if (bFailed)
+        throw CKrException(FormatString("Failed to read the contents of the file [%s] Error [0x%08x]", strFile.c_str(),
+                                        static_cast<unsigned>(iError)));
+    return bytes;
+}
+
+// Compressed input of any format becomes its content here, so that the format is told from
+// what it holds; other bytes stay as they are.
+CBinaryData Decompressed(const std::vector<unsigned char>& bytes)
+{
+    if (bytes.size() > 0xFFFFFFFFu)
+        throw CKrException("The input is larger than 4 GB");
+    uint32_t dwLen = static_cast<uint32_t>(bytes.size());
+    unsigned char* p = new unsigned char[dwLen ? dwLen : 1];
+    if (dwLen)
+        std::memcpy(p, bytes.data(), dwLen);
+    try
     {
-        bytes = ReadStandardInput();
-        if (bytes.size() > 0xFFFFFFFFu)
-            throw CKrException("Standard input is larger than 4 GB");
+        CKrZip::Decompress(&p, &dwLen);
     }
-    bool bFastInfoset = bStdin ? CFastInfosetReader::IsFastInfoset(bytes.data(), bytes.size())
+    catch (...)
+    {
+        delete[] p;
+        throw;
+    }
+    return CBinaryData(p, dwLen, true);
+}
+
+// Reads the input into the document's tree: XML and Fast Infoset as they stand (the loader
+// tells them apart by the header), JSON through the XML text it maps to. Standard input and
+// compressed files are read as bytes, other files by the library.
+void LoadInput(const Options& opt, CXmlDocument& doc)
+{
+    CBinaryData bytes;
+    bool bBytes = opt.strInput == "-" || FileIsCompressed(opt.strInput);
+    if (bBytes)
+        bytes = Decompressed(opt.strInput == "-" ? ReadStandardInput() : ReadWholeFile(opt.strInput));
+    bool bFastInfoset = bBytes ? CFastInfosetReader::IsFastInfoset(bytes.GetData(), bytes.GetLength())
                                : FileLooksLikeFastInfoset(opt.strInput);
     if (opt.eFrom == InputFormat::FastInfoset && !bFastInfoset)
         throw CKrException("The input is not a Fast Infoset document");
     bool bJson = opt.eFrom == InputFormat::Json;
     if (opt.eFrom == InputFormat::Detect)
-        bJson = !bFastInfoset && (bStdin ? LooksLikeJson(bytes.data(), bytes.size()) : FileLooksLikeJson(opt.strInput));
+        bJson = !bFastInfoset &&
+                (bBytes ? LooksLikeJson(bytes.GetData(), bytes.GetLength()) : FileLooksLikeJson(opt.strInput));
     if (!bJson)
     {
-        if (bStdin)
-            doc.LoadXmlStream(bytes.data(), static_cast<uint32_t>(bytes.size()));
+        if (bBytes)
+            doc.LoadXmlStream(bytes.GetData(), bytes.GetLength());
         else
             doc.Load(opt.strInput.c_str());
         return;
     }
-    CBinaryData xml = bStdin ? doc.LoadJsonStream(bytes.data(), static_cast<uint32_t>(bytes.size()))
+    CBinaryData xml = bBytes ? doc.LoadJsonStream(bytes.GetData(), bytes.GetLength())
                              : doc.LoadJsonFile(opt.strInput.c_str());
     try
     {
@@ -434,27 +501,40 @@ int Convert(const Options& opt)
     if (opt.eTo == OutputFormat::FastInfoset)
     {
         if (!opt.strOutput.empty())
-            spRoot->ToFastInfosetFile(opt.strOutput.c_str(), FInfoDecl_None, ctx, CompressionType_None);
+            spRoot->ToFastInfosetFile(opt.strOutput.c_str(), FInfoDecl_None, ctx, opt.eCompression);
         else
-            WriteToStandardOutput(spRoot->ToFastInfosetStream(FInfoDecl_None, ctx, CompressionType_None), false);
+            WriteToStandardOutput(spRoot->ToFastInfosetStream(FInfoDecl_None, ctx, opt.eCompression), false);
         return 0;
     }
+    // Files are the library's: gzip goes through the stream road, zlib is refused.
     if (!opt.strOutput.empty())
     {
         if (opt.eTo == OutputFormat::Json)
-            spRoot->ToJsonFile(opt.strOutput.c_str(), opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
-                               CompressionType_None);
+            spRoot->ToJsonFile(opt.strOutput.c_str(), opt.bFormatted, opt.eEncoding, opt.eEol, ctx, opt.eCompression);
         else
             spRoot->ToXmlFile(opt.strOutput.c_str(), opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
-                              CompressionType_None);
+                              opt.eCompression);
         return 0;
     }
     CBinaryData data = opt.eTo == OutputFormat::Json
                            ? spRoot->ToJsonStream(opt.bFormatted, opt.eEncoding, opt.eEol, ctx, CompressionType_None)
                            : spRoot->ToXmlStream(opt.bDeclaration, opt.bFormatted, opt.eEncoding, opt.eEol, ctx,
                                                  CompressionType_None);
-    // The same bytes as a file would get: UTF-16 starts with its byte order mark.
-    WriteToStandardOutput(data, opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl);
+    // The same bytes as a file would get: UTF-16 starts with its byte order mark, inside the
+    // compressed stream if there is one.
+    bool bByteOrderMark = opt.eEncoding == XmlEncoding_UTF16 || opt.eEncoding == XmlEncoding_UTF16NoDecl;
+    if (opt.eCompression != CompressionType_None)
+    {
+        if (bByteOrderMark)
+        {
+            CBinaryData withMark("\xFF\xFE");
+            withMark.Append(data);
+            data = withMark;
+            bByteOrderMark = false;
+        }
+        CKrZip::CompressBinaryData(data, opt.eCompression);
+    }
+    WriteToStandardOutput(data, bByteOrderMark);
     return 0;
 }
 
