@@ -528,8 +528,6 @@ TEST(JsonRoads, StreamsAndFiles)
     EXPECT_KR_THROW(spPoint->ToJson(false, static_cast<EOLType>(7), ctx), CKrException, "Invalid EOL type.");
 
     const std::string strFile = TempPath("point.json");
-    EXPECT_KR_THROW(spPoint->ToJsonFile(strFile.c_str(), false, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_ZLib),
-                    CKrException, "ZLIB Compression only available for To Stream methods.");
     for (bool bAsync : {false, true})
     {
         AsyncToXmlFile(bAsync);
