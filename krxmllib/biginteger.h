@@ -18,7 +18,9 @@ class CDecimal;
 class KRXML_API CBigInteger
 {
 public:
-    typedef std::vector<char> DigitVector;
+    // Decimal digit values, least significant first (see Build); a string for its small-buffer
+    // storage, so that the numbers met in documents take no allocation.
+    typedef std::string DigitVector;
 
     CBigInteger();
     CBigInteger(const CBigInteger& other) = default;
