@@ -25,18 +25,7 @@ using PurchaseOrder::CPurchaseOrderType;
 
 namespace {
 
-const CSerializationContext& Context()
-{
-    static CSerializationContext ctx;
-    static bool bReady = false;
-    if (!bReady)
-    {
-        ctx.SetIndentChars("  ");
-        ctx.SetDefaultNamespaceURI(PurchaseOrder::kNamespace);
-        bReady = true;
-    }
-    return ctx;
-}
+const CSerializationContext& Context() { return IndentedContext(PurchaseOrder::kNamespace); }
 
 enum class Format { Xml, Json, Fi };
 const char* const kFormatNames[] = {"XML", "JSON", "FI"};

@@ -23,59 +23,14 @@ using namespace KrXmlLib16;
 using namespace KrXmlBench;
 using PurchaseOrder::CPurchaseOrderType;
 
-// Every allocation of the process is counted, so that a write's own allocations show.
 namespace {
-std::atomic<size_t> g_nAllocations{0};
-
-void* CountedAlloc(size_t n)
-{
-    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(n ? n : 1))
-        return p;
-    throw std::bad_alloc();
-}
-} // namespace
-
-void* operator new(size_t n) { return CountedAlloc(n); }
-void* operator new[](size_t n) { return CountedAlloc(n); }
-void* operator new(size_t n, const std::nothrow_t&) noexcept
-{
-    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
-    return std::malloc(n ? n : 1);
-}
-void* operator new[](size_t n, const std::nothrow_t& t) noexcept { return operator new(n, t); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
-
-namespace {
-
-struct Timing
-{
-    double dBest;
-    double dMedian;
-};
-
-template <typename Fn>
-Timing Time(int nRuns, Fn fn)
-{
-    fn();  // warm-up
-    std::vector<double> seconds;
-    for (int i = 0; i < nRuns; ++i)
-        seconds.push_back(BestSeconds(1, fn));
-    std::sort(seconds.begin(), seconds.end());
-    return Timing{seconds.front(), seconds[seconds.size() / 2]};
-}
 
 template <typename Fn>
 size_t AllocationsOf(Fn fn)
 {
-    size_t nBefore = g_nAllocations.load();
+    size_t nBefore = AllocationCount();
     fn();
-    return g_nAllocations.load() - nBefore;
+    return AllocationCount() - nBefore;
 }
 
 double MBps(size_t nBytes, double dSeconds) { return nBytes / 1e6 / dSeconds; }

@@ -20,35 +20,7 @@ using PurchaseOrder::CPurchaseOrderType;
 
 namespace {
 
-struct Timing
-{
-    double dBest;
-    double dMedian;
-};
-
-template <typename Fn>
-Timing Time(int nRuns, Fn fn)
-{
-    fn();  // warm-up
-    std::vector<double> seconds;
-    for (int i = 0; i < nRuns; ++i)
-        seconds.push_back(BestSeconds(1, fn));
-    std::sort(seconds.begin(), seconds.end());
-    return Timing{seconds.front(), seconds[seconds.size() / 2]};
-}
-
-const CSerializationContext& Context()
-{
-    static CSerializationContext ctx;
-    static bool bReady = false;
-    if (!bReady)
-    {
-        ctx.SetIndentChars("  ");
-        ctx.SetDefaultNamespaceURI(PurchaseOrder::kNamespace);
-        bReady = true;
-    }
-    return ctx;
-}
+const CSerializationContext& Context() { return IndentedContext(PurchaseOrder::kNamespace); }
 
 CBinaryData WriteXml(const CPurchaseOrderType& order)
 {

@@ -23,34 +23,7 @@
 #endif
 
 using namespace KrXmlLib16;
-
-// Every allocation of the process is counted, so that the writer's per-element cost shows.
-namespace {
-std::atomic<size_t> g_nAllocations{0};
-
-void* CountedAlloc(size_t n)
-{
-    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(n ? n : 1))
-        return p;
-    throw std::bad_alloc();
-}
-} // namespace
-
-void* operator new(size_t n) { return CountedAlloc(n); }
-void* operator new[](size_t n) { return CountedAlloc(n); }
-void* operator new(size_t n, const std::nothrow_t&) noexcept
-{
-    g_nAllocations.fetch_add(1, std::memory_order_relaxed);
-    return std::malloc(n ? n : 1);
-}
-void* operator new[](size_t n, const std::nothrow_t& t) noexcept { return operator new(n, t); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+using KrXmlBench::AllocationCount;
 
 namespace {
 
@@ -267,12 +240,12 @@ int main(int argc, char** argv)
     {
         size_t nElements = pOrder->CountElements();
         std::string strText;
-        size_t nBefore = g_nAllocations.load();
+        size_t nBefore = AllocationCount();
         strText = pOrder->ToXml(true, true, EOLType_LF, ctx);
-        size_t nToXml = g_nAllocations.load() - nBefore;
-        nBefore = g_nAllocations.load();
+        size_t nToXml = AllocationCount() - nBefore;
+        nBefore = AllocationCount();
         CBinaryData bytes = pOrder->ToXmlStream(true, true, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None);
-        size_t nToStream = g_nAllocations.load() - nBefore;
+        size_t nToStream = AllocationCount() - nBefore;
         std::printf("allocations while writing %zu elements (%.1f MB):\n", nElements, Mb(strText.size()));
         std::printf("  %-46s %8zu  %8.4f per element\n", "ToXml", nToXml,
                     static_cast<double>(nToXml) / static_cast<double>(nElements));

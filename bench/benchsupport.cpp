@@ -5,12 +5,25 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include "krxmllib.h"
 #include <unistd.h>
 #include <vector>
 
 #include "pogenerator.h"
 
 namespace KrXmlBench {
+
+const KrXmlLib16::CSerializationContext& IndentedContext(const char* lpDefaultNamespace)
+{
+    static KrXmlLib16::CSerializationContext* pContext = [lpDefaultNamespace] {
+        auto* p = new KrXmlLib16::CSerializationContext;  // lives as long as the program
+        p->SetIndentChars("  ");
+        p->SetDefaultNamespaceURI(lpDefaultNamespace);
+        return p;
+    }();
+    return *pContext;
+}
 
 namespace {
 

@@ -30,19 +30,3 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize)
     }
     return 0;
 }
-
-#ifdef KRXML_FUZZ_REPLAY
-#include <fstream>
-#include <iterator>
-
-int main(int argc, char** argv)
-{
-    for (int i = 1; i < argc; ++i)
-    {
-        std::ifstream in(argv[i], std::ios::binary);
-        std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        LLVMFuzzerTestOneInput(data.data(), data.size());
-    }
-    return 0;
-}
-#endif

@@ -296,17 +296,6 @@ std::string CBinaryData::GetAsHexString() const
     return GetAsHexString(GetData(), GetLength());
 }
 
-static int HexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 uint32_t CBinaryData::ConvertToHexData(const char* text, unsigned char** output)
 {
     *output = nullptr;
@@ -320,8 +309,8 @@ uint32_t CBinaryData::ConvertToHexData(const char* text, unsigned char** output)
     unsigned char* p = new unsigned char[n / 2];
     for (size_t i = 0; i < n; i += 2)
     {
-        int hi = HexValue(text[i]);
-        int lo = hi < 0 ? -1 : HexValue(text[i + 1]);
+        int hi = Internal::HexDigitValue(text[i]);
+        int lo = hi < 0 ? -1 : Internal::HexDigitValue(text[i + 1]);
         if (hi < 0 || lo < 0)
         {
             char cBad = hi < 0 ? text[i] : text[i + 1];

@@ -530,20 +530,9 @@ void CElement::FromXmlElement(const CXmlElement* pElement, const CSerializationC
 void CElement::ToXml_Int(CXmlWriter* pWriter, bool bRoot, const char* lpNamespace, const CSerializationContext& ctx,
                          bool bOptionalChoice) const
 {
+    // The root of a document takes the document options, as a bound class's root does.
     if (bRoot)
-    {
-        // The root of a document takes the document options, as a bound class's root does.
-        for (const std::string& strPI : ctx.GetProcessingInstructions())
-            pWriter->WriteProcessingInstruction(strPI);
-        const CNamespaceAliasMap& aliases = ctx.GetNamespaceAliases();
-        for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
-        {
-            std::string strNamespace = aliases.GetNamespaceAt(i);
-            pWriter->AddNamespaceAlias(aliases.GetAliasFromNamespace(strNamespace.c_str()), strNamespace);
-        }
-        if (!ctx.GetDefaultNamespaceURI().empty())
-            pWriter->SetDefaultNamespace(ctx.GetDefaultNamespaceURI());
-    }
+        WriteRootPreamble(pWriter, ctx);
     if (!m_strDefaultNamespace.empty() && dynamic_cast<CXmlTextWriter*>(pWriter) && !bRoot)
     {
         WriteNested(pWriter, ctx, bOptionalChoice);

@@ -4,6 +4,7 @@
 
 #include "encoder.h"
 #include "fastinfosetcontext.h"
+#include "fastinfosetheader.h"
 #include "fastinfosettypedvalues.h"
 #include "functions.h"
 #include "krexception.h"
@@ -13,21 +14,6 @@
 namespace KrXmlLib16 {
 
 namespace {
-
-const unsigned char kIdentification[4] = {0xE0, 0x00, 0x00, 0x01};
-
-// The declarations a document may carry in front of its identification, in FInfoDecl order.
-const char* const kDeclarations[] = {
-    "<?xml encoding='finf'?>",
-    "<?xml encoding='finf' standalone='yes'?>",
-    "<?xml encoding='finf' standalone='no'?>",
-    "<?xml version='1.0' encoding='finf'?>",
-    "<?xml version='1.0' encoding='finf' standalone='yes'?>",
-    "<?xml version='1.0' encoding='finf' standalone='no'?>",
-    "<?xml version='1.1' encoding='finf'?>",
-    "<?xml version='1.1' encoding='finf' standalone='yes'?>",
-    "<?xml version='1.1' encoding='finf' standalone='no'?>",
-};
 
 const unsigned int kUtf8CodePage = 65001;
 const uint32_t kMaxIndex = CFIVocabulary::kMaxTableSize;
@@ -89,12 +75,13 @@ CFastInfosetReader::~CFastInfosetReader() = default;
 bool CFastInfosetReader::IsFastInfoset(const unsigned char* pData, size_t nLen, size_t* pnSkip)
 {
     size_t nSkip = 0;
-    if (!(nLen >= 5 && std::memcmp(pData, kIdentification, 4) == 0))
+    if (!(nLen >= 5 && std::memcmp(pData, kFIIdentification, 4) == 0))
     {
         // Behind a declaration: the first that stands there decides.
         bool bDeclared = false;
-        for (const char* lpDecl : kDeclarations)
+        for (int i = 1; i < kFIDeclarationCount; ++i)
         {
+            const char* lpDecl = kFIDeclarations[i];
             size_t nDecl = std::strlen(lpDecl);
             if (nDecl < nLen && std::memcmp(pData, lpDecl, nDecl) == 0)
             {
@@ -103,7 +90,7 @@ bool CFastInfosetReader::IsFastInfoset(const unsigned char* pData, size_t nLen, 
                 break;
             }
         }
-        if (!bDeclared || nLen - nSkip < 5 || std::memcmp(pData + nSkip, kIdentification, 4) != 0)
+        if (!bDeclared || nLen - nSkip < 5 || std::memcmp(pData + nSkip, kFIIdentification, 4) != 0)
             return false;
     }
     if (pnSkip)

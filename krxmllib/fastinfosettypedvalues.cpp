@@ -5,6 +5,7 @@
 #include "conversions.h"
 #include "encoder.h"
 #include "krexception.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -34,24 +35,13 @@ T ReadBigEndian(const unsigned char* p)
     return static_cast<T>(v);
 }
 
-int HexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 void EncodeHex(const std::string& strValue, std::vector<unsigned char>& out)
 {
     size_t n = strValue.size();
     bool bValid = n % 2 == 0;
     for (size_t i = 0; bValid && i < n; i += 2)
     {
-        int hi = HexDigit(strValue[i]), lo = HexDigit(strValue[i + 1]);
+        int hi = Internal::HexDigitValue(strValue[i]), lo = Internal::HexDigitValue(strValue[i + 1]);
         if (hi < 0 || lo < 0)
             bValid = false;
         else

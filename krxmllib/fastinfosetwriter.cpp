@@ -5,6 +5,7 @@
 
 #include "binarystream.h"
 #include "encoder.h"
+#include "fastinfosetheader.h"
 #include "fastinfosettypedvalues.h"
 #include "functions.h"
 #include "krexception.h"
@@ -14,20 +15,6 @@ namespace KrXmlLib16 {
 const char* const CFastInfosetWriter::kGeneratedVocabularyURI = "urn:krxmllib16:generated-vocabulary";
 
 namespace {
-
-// The declarations a document may carry in front, by FInfoDecl.
-const char* const kDeclarations[] = {
-    "",
-    "<?xml encoding='finf'?>",
-    "<?xml encoding='finf' standalone='yes'?>",
-    "<?xml encoding='finf' standalone='no'?>",
-    "<?xml version='1.0' encoding='finf'?>",
-    "<?xml version='1.0' encoding='finf' standalone='yes'?>",
-    "<?xml version='1.0' encoding='finf' standalone='no'?>",
-    "<?xml version='1.1' encoding='finf'?>",
-    "<?xml version='1.1' encoding='finf' standalone='yes'?>",
-    "<?xml version='1.1' encoding='finf' standalone='no'?>",
-};
 
 // Equality of two short texts, such as names, without a call: eight bytes at a time, the
 // last word overlapping the one before.
@@ -572,10 +559,9 @@ void CFastInfosetWriter::WriteHeader(FInfoDecl eDecl)
 {
     if (static_cast<int>(eDecl) < 0 || static_cast<int>(eDecl) > FInfoDecl_Version11StandaloneNo)
         throw CKrInvalidParamException(FormatString("Invalid FInfoDecl value [%d]", static_cast<int>(eDecl)));
-    const char* lpDecl = kDeclarations[eDecl];
+    const char* lpDecl = kFIDeclarations[eDecl];
     PutBytes(reinterpret_cast<const unsigned char*>(lpDecl), std::strlen(lpDecl));
-    static const unsigned char kIdentification[] = {0xE0, 0x00, 0x00, 0x01};
-    PutBytes(kIdentification, sizeof(kIdentification));
+    PutBytes(kFIIdentification, sizeof(kFIIdentification));
     if (!m_bGeneratedVocabulary)
     {
         Put(0x00);

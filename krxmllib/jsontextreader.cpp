@@ -7,6 +7,7 @@
 #include "jsonreadertoxmlhandler.h"
 #include "platform.h"
 #include "whitespaceutils.h"
+#include "valuescratch.h"
 
 namespace KrXmlLib16 {
 
@@ -32,17 +33,6 @@ struct StringStops
     }
 };
 const StringStops g_stringStops;
-
-int HexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 bool IsDigit(char c)
 {
@@ -471,7 +461,7 @@ void CJsonTextReader::ParseUnicodeEscape()
         uint32_t uUnit = 0;
         for (int i = 0; i < 4; ++i)
         {
-            int iDigit = HexValue(szGroup[i]);
+            int iDigit = Internal::HexDigitValue(szGroup[i]);
             if (iDigit < 0)
             {
                 if (std::memchr(szGroup, 0, 4))

@@ -5,6 +5,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "textlayout.h"
 
 namespace KrXmlLib16 {
 
@@ -138,12 +139,7 @@ void CJsonTextWriter::SetIndent(const char* lpIndent)
 
 void CJsonTextWriter::SetEOLType(EOLType eEOLType)
 {
-    switch (eEOLType)
-    {
-    case EOLType_CRLF: m_strEol = "\r\n"; break;
-    case EOLType_LF: m_strEol = "\n"; break;
-    default: throw CKrException("Invalid EOL type.");
-    }
+    m_strEol = EolText(eEOLType);
     m_eEolType = eEOLType;
 }
 
@@ -161,16 +157,8 @@ void CJsonTextWriter::WriteIndent(int nLevels)
 {
     if (!m_bFormatted || m_strIndent.empty() || nLevels <= 0)
         return;
-    size_t nNeed = static_cast<size_t>(nLevels) * m_strIndent.size();
-    if (m_strIndentRun.size() < nNeed)
-    {
-        size_t nRun = static_cast<size_t>(nLevels) < 16 ? 16 : 2 * static_cast<size_t>(nLevels);
-        m_strIndentRun.clear();
-        m_strIndentRun.reserve(nRun * m_strIndent.size());
-        for (size_t i = 0; i < nRun; ++i)
-            m_strIndentRun += m_strIndent;
-    }
-    Write(m_strIndentRun.data(), nNeed);
+    const size_t nLen = IndentRun(m_strIndentRun, m_strIndent, nLevels);  // may rebuild the run
+    Write(m_strIndentRun.data(), nLen);
 }
 
 void CJsonTextWriter::WriteEscaped(const std::string& strText, bool bValue)

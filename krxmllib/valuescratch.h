@@ -31,6 +31,18 @@ bool AssignPlainValueText(const KrVariant& value, std::string& strOut);
 // Appends the Base64 text of the bytes, as CBase64::Encode gives it.
 void AppendBase64(const unsigned char* pData, uint32_t dwLength, std::string& strOut);
 
+// The value of a hexadecimal digit of either case, -1 for any other character.
+inline int HexDigitValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
 } // namespace Internal
 } // namespace KrXmlLib16
 

@@ -237,18 +237,7 @@ void CXmlGeneratedClass::WriteElement(CXmlWriter* pWriter, bool bRoot, const cha
     if (bElement)
     {
         if (bRoot)
-        {
-            for (const std::string& strInstruction : ctx.GetProcessingInstructions())
-                pWriter->WriteProcessingInstruction(strInstruction);
-            const CNamespaceAliasMap& aliases = ctx.GetNamespaceAliases();
-            for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
-            {
-                std::string strNamespace = aliases.GetNamespaceAt(i);
-                pWriter->AddNamespaceAlias(aliases.GetAliasFromNamespace(strNamespace.c_str()), strNamespace);
-            }
-            if (!ctx.GetDefaultNamespaceURI().empty())
-                pWriter->SetDefaultNamespace(ctx.GetDefaultNamespaceURI());
-        }
+            WriteRootPreamble(pWriter, ctx);
         pWriter->StartElement(ElementName(), lpNamespace ? lpNamespace : "");
         // Looked at, not made: a context nobody gave root attributes stays without a collection,
         // so that threads sharing the default context don't race to make one.

@@ -155,6 +155,9 @@ protected:
 
     // ---- helpers of generated classes, metadata rows and collections ----
 
+    // What a document's root element carries before its start tag, from the context: the
+    // processing instructions, the namespace aliases and the default namespace.
+    static void WriteRootPreamble(CXmlWriter* pWriter, const CSerializationContext& ctx);
     // Forwarders through which code holding another object reaches its protected virtuals.
     static void AttributesToXml_Int(const CXmlObjectBase* pObject, CXmlWriter* pWriter, const CSerializationContext& ctx);
     static void ToXml_Int(const CXmlObjectBase* pObject, CXmlWriter* pWriter, bool bRoot, const char* lpNamespace,

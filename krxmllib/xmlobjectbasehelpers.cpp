@@ -8,8 +8,23 @@
 #include "xmlcollectionbase.h"
 #include "xmlelement.h"
 #include "xmlobjectbase.h"
+#include "xmlwriter.h"
 
 namespace KrXmlLib16 {
+
+void CXmlObjectBase::WriteRootPreamble(CXmlWriter* pWriter, const CSerializationContext& ctx)
+{
+    for (const std::string& strInstruction : ctx.GetProcessingInstructions())
+        pWriter->WriteProcessingInstruction(strInstruction);
+    const CNamespaceAliasMap& aliases = ctx.GetNamespaceAliases();
+    for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
+    {
+        std::string strNamespace = aliases.GetNamespaceAt(i);
+        pWriter->AddNamespaceAlias(aliases.GetAliasFromNamespace(strNamespace.c_str()), strNamespace);
+    }
+    if (!ctx.GetDefaultNamespaceURI().empty())
+        pWriter->SetDefaultNamespace(ctx.GetDefaultNamespaceURI());
+}
 
 void CXmlObjectBase::AttributesToXml_Int(const CXmlObjectBase* pObject, CXmlWriter* pWriter,
                                          const CSerializationContext& ctx)

@@ -9,6 +9,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "textlayout.h"
 
 namespace KrXmlLib16 {
 
@@ -81,12 +82,7 @@ void CXmlTextWriter::SetIndent(const char* lpIndent)
 
 void CXmlTextWriter::SetEOLType(EOLType eEOLType)
 {
-    switch (eEOLType)
-    {
-    case EOLType_CRLF: m_strEol = "\r\n"; break;
-    case EOLType_LF: m_strEol = "\n"; break;
-    default: throw CKrException("Invalid EOL type.");
-    }
+    m_strEol = EolText(eEOLType);
     m_eEOLType = eEOLType;
 }
 
@@ -96,16 +92,8 @@ void CXmlTextWriter::WriteIndent(int nDepth)
 {
     if (m_strIndent.empty() || nDepth <= 0)
         return;
-    size_t nNeed = static_cast<size_t>(nDepth) * m_strIndent.size();
-    if (m_strIndentRun.size() < nNeed)
-    {
-        size_t nLevels = static_cast<size_t>(nDepth) < 16 ? 16 : 2 * static_cast<size_t>(nDepth);
-        m_strIndentRun.clear();
-        m_strIndentRun.reserve(nLevels * m_strIndent.size());
-        for (size_t i = 0; i < nLevels; ++i)
-            m_strIndentRun += m_strIndent;
-    }
-    Write(m_strIndentRun.data(), nNeed);
+    const size_t nLen = IndentRun(m_strIndentRun, m_strIndent, nDepth);  // may rebuild the run
+    Write(m_strIndentRun.data(), nLen);
 }
 
 void CXmlTextWriter::ThrowUnrepresentable(unsigned char c, const EscapeSite& site)
