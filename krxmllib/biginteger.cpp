@@ -10,6 +10,7 @@
 #include "decimal.h"
 #include "functions.h"
 #include "krexception.h"
+#include "krlimits.h"
 #include "whitespaceutils.h"
 
 #if defined(__cpp_constinit)
@@ -629,6 +630,7 @@ bool CBigInteger::ParsePlain(const char* lpText)
     while (pBegin + 1 < pEnd && *pBegin == '0')
         ++pBegin;
     const size_t n = static_cast<size_t>(pEnd - pBegin);
+    CheckTextDigits(n, "an Integer");
     m_vDigits.resize(n);
     TextToDigits(pBegin, n, m_vDigits.data());
     m_nSign = nSign;
@@ -752,16 +754,18 @@ CBigInteger& CBigInteger::operator-=(const CBigInteger& other)
 
 CBigInteger CBigInteger::operator*(const CBigInteger& other) const
 {
+    // A product has as many digits as its factors together, or one fewer.
+    if (!IsZero() && !other.IsZero())
+        CheckResultDigits(m_vDigits.size() + other.m_vDigits.size() - 1, "operator*");
     CBigInteger r(m_nSign * other.m_nSign, DigitVector());
     Multiply(m_vDigits, other.m_vDigits, r.m_vDigits);
+    CheckResultDigits(r.m_vDigits.size(), "operator*");
     return r;
 }
 
 CBigInteger& CBigInteger::operator*=(const CBigInteger& other)
 {
-    const int nSign = m_nSign * other.m_nSign;
-    Multiply(m_vDigits, other.m_vDigits, m_vDigits);
-    m_nSign = nSign;
+    *this = *this * other;
     return *this;
 }
 
@@ -823,25 +827,80 @@ CBigInteger CBigInteger::SquareRoot() const
         throw CKrInvalidValueException("ERROR: Negative Number in function SquareRoot().");
     if (IsZero())
         return CBigInteger();
-    // Newton's iteration from a power of ten above the root: 10^(k+1) with 100^k <= value.
+    CBigInteger r(1, DigitVector());
+    SquareRoot(m_vDigits, r.m_vDigits);
+    return r;
+}
+
+void CBigInteger::SquareRoot(const DigitVector& v, DigitVector& vOut)
+{
+    const CBigInteger x(1, v), two(2);
+    const size_t n = v.size();
     CBigInteger g(1, DigitVector());
-    Pow10(static_cast<unsigned int>((m_vDigits.size() - 1) / 2 + 1), g.m_vDigits);
-    const CBigInteger two(2);
-    for (;;)
+    if (n <= 64)
     {
-        CBigInteger p = g;
-        g += *this / g;
-        g /= two;
-        if (g >= p)
-            return p;
+        // Short: Newton's iteration from a power of ten above the root, 10^(k+1) with
+        // 100^k <= value.
+        Pow10(static_cast<unsigned int>((n - 1) / 2 + 1), g.m_vDigits);
+        for (;;)
+        {
+            CBigInteger p = g;
+            g += x / g;
+            g /= two;
+            if (g >= p)
+            {
+                vOut = std::move(p.m_vDigits);
+                return;
+            }
+        }
     }
+    // Long: s, the root of the value without its lowest 2k digits, gives (s + 1) * 10^k,
+    // above the root by at most 10^k; one Newton step from there lands at most a few units
+    // above the root, never below, and the square steps down the rest. So the cost is about
+    // one division at full length, where Newton's iteration from afar takes a score of them.
+    const size_t k = n / 4;
+    DigitVector vHigh(v.begin() + static_cast<ptrdiff_t>(2 * k), v.end());
+    SquareRoot(vHigh, g.m_vDigits);
+    g += CBigInteger(1);
+    ShiftLeft(g.m_vDigits, static_cast<int>(k));
+    g += x / g;
+    g /= two;
+    // Not operator*: the square may pass the cap by a digit where the value is at it.
+    CBigInteger sq(1, DigitVector());
+    Multiply(g.m_vDigits, g.m_vDigits, sq.m_vDigits);
+    while (sq > x)
+    {
+        // (g - 1)^2 = g^2 - 2g + 1
+        sq -= g + g - CBigInteger(1);
+        g -= CBigInteger(1);
+    }
+    vOut = std::move(g.m_vDigits);
 }
 
 CBigInteger CBigInteger::Pow10(unsigned int n)
 {
+    CheckResultDigits(static_cast<size_t>(n) + 1, "Pow10");
     CBigInteger r(1, DigitVector());
     Pow10(n, r.m_vDigits);
     return r;
+}
+
+void CBigInteger::CheckTextDigits(size_t nDigits, const char* lpKind)
+{
+    const uint32_t nMax = CKrLimits::GetMaxNumberDigits();
+    if (nMax && nDigits > nMax)
+        throw CKrInvalidValueException(FormatString("The string representing %s has more than %u digits, the limit "
+                                                    "set by CKrLimits::SetMaxNumberDigits.",
+                                                    lpKind, nMax));
+}
+
+void CBigInteger::CheckResultDigits(size_t nDigits, const char* lpOperation)
+{
+    const uint32_t nMax = CKrLimits::GetMaxNumberDigits();
+    if (nMax && nDigits > nMax)
+        throw CKrOverFlowException(FormatString("The result of %s would have more than %u digits, the limit set by "
+                                                "CKrLimits::SetMaxNumberDigits.",
+                                                lpOperation, nMax));
 }
 
 // ---- conversions ----

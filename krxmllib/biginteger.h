@@ -42,6 +42,9 @@ public:
 
     // Reads "[ws][+|-]digits[ws]" directly; any other text is read as a CDecimal and rounded,
     // so "1.6" is 2 and "1E3" is 1000, and malformed text raises the decimal reader's failure.
+    // A value of more digits than CKrLimits::GetMaxNumberDigits() raises
+    // CKrInvalidValueException, as does a product's (CKrOverFlowException), before any of them
+    // is built.
     void Parse(const char* lpText);
     std::string ToString() const;
     // Appends the text of ToString() to strOut.
@@ -57,6 +60,7 @@ public:
 
     // The integer square root, rounded down; a negative value raises CKrInvalidValueException.
     CBigInteger SquareRoot() const;
+    // 10^n; more digits than CKrLimits::GetMaxNumberDigits() raise CKrOverFlowException.
     static CBigInteger Pow10(unsigned int n);
 
     // Zeros compare equal whatever their sign, so the order agrees with ==.
@@ -131,6 +135,13 @@ protected:
 private:
     friend class CDecimal;
     friend class CBigIntegerBoundsInit;
+
+    // Raise when a result of nDigits digits would pass CKrLimits::GetMaxNumberDigits():
+    // text with CKrInvalidValueException, arithmetic (lpOperation) with CKrOverFlowException.
+    static void CheckTextDigits(size_t nDigits, const char* lpKind);
+    static void CheckResultDigits(size_t nDigits, const char* lpOperation);
+    // The integer square root of a magnitude of any length, from that of its upper half.
+    static void SquareRoot(const DigitVector& v, DigitVector& vOut);
 
     static int CompareSigned(const CBigInteger& a, const CBigInteger& b);
     // Signed sum, with b's sign taken as nSignB.

@@ -11,6 +11,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "krlimits.h"
 #include "krvariant.h"
 #include "platform.h"
 #include "valuescratch.h"
@@ -330,7 +331,19 @@ double ParseFloatKind(const std::string& value, CWhitespaceUtils::WhitespaceRule
 // Checks that lpFormat is text with exactly one conversion for a double: flags from "-+ #0", a
 // width and a precision of at most four digits each ("*" is not allowed, as there is no int to
 // give), an optional "l", and one of "aAeEfFgG". "%%" may stand anywhere.
-bool IsFloatFormat(const std::string& strFormat)
+// Refuses an override that asks for more characters of one value than the cap allows.
+void CheckFormatWidth(const std::string& strFormat, uint64_t nWidth)
+{
+    const uint32_t nMax = CKrLimits::GetMaxFormatWidth();
+    if (nMax && nWidth > nMax)
+        throw CKrInvalidParamException(FormatString("The format override [%s] is wider than %u characters, the limit "
+                                                    "set by CKrLimits::SetMaxFormatWidth.",
+                                                    strFormat.c_str(), nMax));
+}
+
+// One floating conversion and nothing else that takes an argument; nWidest receives the larger
+// of its width and precision.
+bool IsFloatFormat(const std::string& strFormat, uint32_t& nWidest)
 {
     const size_t n = strFormat.size();
     if (std::memchr(strFormat.data(), '\0', n))
@@ -349,17 +362,22 @@ bool IsFloatFormat(const std::string& strFormat)
         while (i < n && std::strchr("-+ #0", strFormat[i]))
             ++i;
         size_t nDigits = 0;
-        for (; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i)
-            ++nDigits;
+        uint32_t nNumber = 0;
+        for (; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i, ++nDigits)
+            nNumber = nNumber * 10 + static_cast<uint32_t>(strFormat[i] - '0');
         if (nDigits > 4)
             return false;
+        nWidest = nNumber;
         if (i < n && strFormat[i] == '.')
         {
             nDigits = 0;
-            for (++i; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i)
-                ++nDigits;
+            nNumber = 0;
+            for (++i; i < n && static_cast<unsigned char>(strFormat[i] - '0') <= 9; ++i, ++nDigits)
+                nNumber = nNumber * 10 + static_cast<uint32_t>(strFormat[i] - '0');
             if (nDigits > 4)
                 return false;
+            if (nNumber > nWidest)
+                nWidest = nNumber;
         }
         if (i < n && strFormat[i] == 'l')
             ++i;
@@ -555,9 +573,11 @@ std::string FloatText(double dValue, int nDigits, const std::string& strFormatOv
         return "NaN";
     if (std::isinf(dValue))
         return dValue < 0 ? "-INF" : "INF";
-    if (!IsFloatFormat(strFormatOverride))
+    uint32_t nWidest = 0;
+    if (!IsFloatFormat(strFormatOverride, nWidest))
         throw CKrInvalidParamException("The format override [" + strFormatOverride +
                                        "] is not a printf format for one " + lpKind + " value");
+    CheckFormatWidth(strFormatOverride, nWidest);
     // The result is as long as the format makes it: a wide format gets a buffer of its size.
     const int n = Platform::FormatDoubleC(sz, sizeof(sz), strFormatOverride.c_str(), dValue);
     if (n < 0)
@@ -793,7 +813,10 @@ std::string CConversions::decimalToString(const CDecimal& value, const std::stri
 {
     if (formatOverride.empty())
         return value.ToString();
-    return value.ToString(ReadCount(formatOverride));
+    const int nPlaces = ReadCount(formatOverride);
+    if (nPlaces > 0)
+        CheckFormatWidth(formatOverride, static_cast<uint64_t>(nPlaces));
+    return value.ToString(nPlaces);
 }
 
 std::string CConversions::integerToString(const CBigInteger& value)

@@ -41,7 +41,8 @@ public:
     // significant digits, or the printf format formatOverride with the value as a double. An
     // override must hold exactly one floating conversion (a, e, f or g, either case) and may
     // give flags, a width and a precision of up to four digits each; any other text raises
-    // CKrInvalidParamException. The result is as long as the format makes it.
+    // CKrInvalidParamException, as does a width or precision above
+    // CKrLimits::GetMaxFormatWidth(). The result is as long as the format makes it.
     static std::string r4ToString(float value);
     static std::string r4ToString(float value, const std::string& formatOverride);
     static std::string r8ToString(double value);
@@ -59,7 +60,8 @@ public:
     static std::string stringToString(const std::string& value);
     static std::string booleanToString(bool value);
     // All the digits the value holds; with an override, that many fraction digits (the
-    // override is read as a decimal count, text that holds none counting as 0).
+    // override is read as a decimal count, text that holds none counting as 0). A count above
+    // CKrLimits::GetMaxFormatWidth() raises CKrInvalidParamException.
     static std::string decimalToString(const CDecimal& value);
     static std::string decimalToString(const CDecimal& value, const std::string& formatOverride);
     static std::string integerToString(const CBigInteger& value);

@@ -7,6 +7,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "krlimits.h"
 #include "whitespaceutils.h"
 
 namespace KrXmlLib16 {
@@ -121,10 +122,20 @@ CDecimal::CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPa
 
 void CDecimal::SetMaxDecimalPlaces(int nPlaces)
 {
-    if (nPlaces < 0 || nPlaces > kMaxDecimalPlacesLimit)
+    // Places cost what integer digits cost, in every division: the cap on digits holds here too.
+    const uint32_t nCap = CKrLimits::GetMaxNumberDigits();
+    const int nLimit = nCap && nCap < static_cast<uint32_t>(kMaxDecimalPlacesLimit) ? static_cast<int>(nCap)
+                                                                                   : kMaxDecimalPlacesLimit;
+    if (nPlaces < 0 || nPlaces > nLimit)
         throw CKrInvalidParamException(
-            FormatString("The maximum number of decimal places must lie between 0 and %d.", kMaxDecimalPlacesLimit));
+            FormatString("The maximum number of decimal places must lie between 0 and %d.", nLimit));
     m_maxDivider = nPlaces;
+}
+
+void CDecimal::CheckIntegerDigits(const char* lpOperation) const
+{
+    if (!m_biInteger.IsZero())
+        CBigInteger::CheckResultDigits(m_biInteger.m_vDigits.size(), lpOperation);
 }
 
 // ---- reading ----
@@ -284,8 +295,11 @@ void CDecimal::Parse(const char* lpText)
 
     if (!bExp || (uExp == 0 && nExpSign > 0))
     {
-        // No scaling: the digits go straight into place.
+        // No scaling: the digits go straight into place. They are as many as the text holds,
+        // so the cap is checked once they are counted without leading zeros.
         FillReversed(s, 0, nIntEnd, nInt, nIntRun, vInt);
+        if (!IsZeroDigits(vInt))
+            CBigInteger::CheckTextDigits(vInt.size(), "a Decimal");
         if (nPlaces == 0)
         {
             vFrac.assign(1, 0);
@@ -337,7 +351,13 @@ void CDecimal::Parse(const char* lpText)
 
         const int64_t nFromDigits = std::min(std::max<int64_t>(nPoint, 0), nAll);
         const int64_t nZerosBelow = nPoint > nAll ? nPoint - nAll : 0;
-        if (nFromDigits + nZerosBelow == 0)
+        // An exponent makes digits the text doesn't hold: they are counted before they are made.
+        int64_t nLeadingZeros = 0;
+        while (nLeadingZeros < nFromDigits && vAll[static_cast<size_t>(nLeadingZeros)] == 0)
+            ++nLeadingZeros;
+        if (nFromDigits > nLeadingZeros)
+            CBigInteger::CheckTextDigits(static_cast<size_t>(nZerosBelow + nFromDigits - nLeadingZeros), "a Decimal");
+        if (nFromDigits <= nLeadingZeros)
         {
             vInt.assign(1, 0);
         }
@@ -770,6 +790,13 @@ CDecimal CDecimal::operator*(const CDecimal& other) const
     const int sa = ValueSign(), sb = other.ValueSign();
     if (sa == 0 || sb == 0)
         return CDecimal();
+    // The integer part of a product has as many digits as those of the factors together, or
+    // one fewer.
+    size_t nIntA, nIntB, nFrac;
+    CountDigits(nIntA, nFrac);
+    other.CountDigits(nIntB, nFrac);
+    if (nIntA && nIntB)
+        CBigInteger::CheckResultDigits(nIntA + nIntB - 1, "operator*");
     DigitVector ma, mb;
     ScaledMagnitude(m_nFractionDivider, ma);
     other.ScaledMagnitude(other.m_nFractionDivider, mb);
@@ -777,6 +804,7 @@ CDecimal CDecimal::operator*(const CDecimal& other) const
     CDecimal r(NoInitTag{});
     r.SetFromScaled(sa * sb, std::move(ma), m_nFractionDivider + other.m_nFractionDivider);
     r.LimitPlaces();
+    r.CheckIntegerDigits("operator*");
     return r;
 }
 
@@ -808,6 +836,8 @@ CDecimal CDecimal::operator/(const CDecimal& other) const
     CDecimal res(NoInitTag{});
     res.SetFromScaled(sa * sb, std::move(q), nPlaces);
     res.LimitPlaces();
+    // A small divisor makes a quotient longer than the dividend.
+    res.CheckIntegerDigits("operator/");
     return res;
 }
 

@@ -28,7 +28,10 @@ public:
     CDecimal(const CBigInteger& value);
     // Blanks, tabs, CR and LF may stand anywhere in the integer and fraction digits, signs
     // anywhere in the integer digits (the last one counts); an exponent may follow "e" or "E".
-    // "" and "." are 0. Malformed text raises CKrInvalidValueException naming the position.
+    // "" and "." are 0. Malformed text raises CKrInvalidValueException naming the position,
+    // and so does an integer part of more digits than CKrLimits::GetMaxNumberDigits(), also
+    // one that an exponent would make; products and quotients past it raise
+    // CKrOverFlowException.
     CDecimal(const char* lpText);
     virtual ~CDecimal() = default;
 
@@ -56,7 +59,8 @@ public:
     bool IsZero() const { return m_biInteger.IsZero() && m_biFraction.IsZero(); }
 
     // One setting for the whole process, meant to be made before values are shared between
-    // threads. A negative count raises CKrInvalidParamException.
+    // threads. A negative count, or one above CKrLimits::GetMaxNumberDigits(), raises
+    // CKrInvalidParamException.
     static int GetMaxDecimalPlaces() { return m_maxDivider; }
     static void SetMaxDecimalPlaces(int nPlaces);
 
@@ -89,6 +93,8 @@ private:
     // What the digit facets count: the digits of the integer part, none when it is zero, and
     // those of the fraction, none when it is zero; without copying either part.
     void CountDigits(size_t& nInteger, size_t& nFraction) const;
+    // Raises CKrOverFlowException if the integer part has more digits than the cap allows.
+    void CheckIntegerDigits(const char* lpOperation) const;
 
     // Stores its arguments unchanged.
     CDecimal(const CBigInteger& integerPart, const CBigInteger& fractionPart, int divider);

@@ -8,6 +8,7 @@
 #include "functions.h"
 #include "allocationhooks.h"
 #include "krexception.h"
+#include "krlimits.h"
 #include "platform.h"
 #include "xmlcontentsink.h"
 
@@ -35,6 +36,7 @@ CExpatReader::CExpatReader(IXmlContentSink& sink, SchemaType eSchemaType, bool b
       m_dwConvBufferLen(0),
       m_parser(nullptr),
       m_dwSliceLen(0),
+      m_nDepth(0),
       m_bConvert(false),
       m_bNamespaces(eSchemaType != SchemaType_NoNamespaces),
       m_bStripCDATA(bStripCDATA)
@@ -61,6 +63,7 @@ void CExpatReader::Free()
 void CExpatReader::Init()
 {
     Free();
+    m_nDepth = 0;
     m_dwConvBufferLen = 1024;
     m_pConvBuffer = new unsigned char[m_dwConvBufferLen];
     m_bConvert = !g_bASCIIOnly && !Platform::IsUtf8CodePage(g_uLocalCodePage);
@@ -170,6 +173,14 @@ void CExpatReader::Guard(void* pUserData, Fn fn)
 void CExpatReader::StartElement(void* pUserData, const char* lpName, const char** ppAttributes)
 {
     Guard(pUserData, [=](CExpatReader& self, IXmlContentSink& sink) {
+        // Expat keeps its open elements on the heap; the cap keeps a hostile document from
+        // making every receiver hold and walk an endless chain.
+        const uint32_t nMaxDepth = CKrLimits::GetMaxDepth();
+        if (nMaxDepth && self.m_nDepth >= nMaxDepth)
+            throw CKrException(FormatString("Elements are nested more than %u levels deep, the limit set by "
+                                            "CKrLimits::SetMaxDepth, at line %d",
+                                            nMaxDepth, static_cast<int>(XML_GetCurrentLineNumber(self.m_parser))));
+        ++self.m_nDepth;
         Span ns, local;
         self.SplitName(lpName, ns, local);
         sink.OnStartElement(ns.p, ns.n, local.p, local.n);
@@ -185,7 +196,10 @@ void CExpatReader::StartElement(void* pUserData, const char* lpName, const char*
 
 void CExpatReader::EndElement(void* pUserData, const char*)
 {
-    Guard(pUserData, [](CExpatReader&, IXmlContentSink& sink) { sink.OnEndElement(); });
+    Guard(pUserData, [](CExpatReader& self, IXmlContentSink& sink) {
+        --self.m_nDepth;
+        sink.OnEndElement();
+    });
 }
 
 void CExpatReader::StartNamespace(void* pUserData, const char* lpPrefix, const char* lpUri)

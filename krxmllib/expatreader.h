@@ -17,7 +17,8 @@ class IXmlContentSink;
 
 // Knows only its receiver and the two options that change what Expat reports: with
 // SchemaType_NoNamespaces names stay whole ("p:a"), and xmlns attributes are ordinary
-// attributes; with bStripCDATA false the bounds of CDATA sections are reported.
+// attributes; with bStripCDATA false the bounds of CDATA sections are reported. An element
+// nested deeper than CKrLimits::GetMaxDepth() is refused before the receiver hears of it.
 class CExpatReader : public CInstanceMonitor
 {
 public:
@@ -66,6 +67,7 @@ private:
     XML_ParserStruct* m_parser;
     std::exception_ptr m_pFailure;  // raised in a handler, raised again when the parser returns
     uint32_t m_dwSliceLen;
+    uint32_t m_nDepth;    // elements open now
     bool m_bConvert;      // the local code page isn't UTF-8 and ASCIIOnly is off
     bool m_bNamespaces;   // names arrive as "uri|local"
     bool m_bStripCDATA;

@@ -8,6 +8,7 @@
 #include "fastinfosettypedvalues.h"
 #include "functions.h"
 #include "krexception.h"
+#include "krlimits.h"
 #include "platform.h"
 #include "xmlcontentsink.h"
 
@@ -785,13 +786,19 @@ bool CFastInfosetReader::ReadElement(unsigned char by)
 void CFastInfosetReader::ReadRootElement(unsigned char by)
 {
     // The open elements are only counted: the receiver keeps them, and the depth of the
-    // document never reaches the stack.
+    // document never reaches the stack. An element deeper than the cap is refused before its
+    // start is reported.
+    const uint64_t qwMaxDepth = CKrLimits::GetMaxDepth();
     uint64_t qwOpen = ReadElement(by) ? 0 : 1;
     while (qwOpen)
     {
         by = ReadByte();
         if (by < 0x80)
         {
+            if (qwMaxDepth && qwOpen >= qwMaxDepth)
+                throw CKrException(FormatString("Failed to parse FastInfoset. Elements are nested more than %u levels "
+                                                "deep, the limit set by CKrLimits::SetMaxDepth.",
+                                                static_cast<unsigned>(qwMaxDepth)));
             if (!ReadElement(by))
                 ++qwOpen;
         }

@@ -5,6 +5,7 @@
 #include "encoder.h"
 #include "functions.h"
 #include "jsonreadertoxmlhandler.h"
+#include "krlimits.h"
 #include "platform.h"
 #include "whitespaceutils.h"
 #include "valuescratch.h"
@@ -52,7 +53,7 @@ const char kEofObject[] = "Unexpected End of File. Expected Object terminator ch
 IJsonReaderHandler::~IJsonReaderHandler() = default;
 
 CJsonTextReader::CJsonTextReader(const std::string& text)
-    : CInstanceMonitor("CJsonTextReader"), m_pHandler(nullptr), m_nDepthLimit(100), m_bAllowComments(true),
+    : CInstanceMonitor("CJsonTextReader"), m_pHandler(nullptr), m_nDepthLimit(100), m_nCapDepth(100), m_bAllowComments(true),
       m_pText(&text), m_nPos(0), m_chCurrent(0), m_bEof(false), m_nLine(1), m_nColumn(0)
 {
     m_pHandler = new CJsonReaderDefaultHandler();
@@ -185,6 +186,9 @@ void CJsonTextReader::Parse()
 {
     if (m_pText->size() > kMaxTextLength)
         throw CKrException("JSON String is too long");
+    // The library's cap on nesting takes over where it is stricter than the parser's own bound.
+    const uint32_t nCap = CKrLimits::GetMaxDepth();
+    m_nCapDepth = nCap && nCap < static_cast<uint32_t>(m_nDepthLimit) ? static_cast<int32_t>(nCap) : m_nDepthLimit;
     m_nPos = 0;
     m_bEof = false;
     m_nLine = 1;
@@ -206,8 +210,14 @@ void CJsonTextReader::Parse()
 void CJsonTextReader::ParseValue(int nDepth)
 {
     ++nDepth;
-    if (nDepth > m_nDepthLimit)
-        RaiseAt("JSON exceeded depth limit at line %d, position %d.");
+    if (nDepth > m_nCapDepth)
+    {
+        if (m_nCapDepth == m_nDepthLimit)
+            RaiseAt("JSON exceeded depth limit at line %d, position %d.");
+        Raise(FormatString("JSON is nested more than %d levels deep, the limit set by CKrLimits::SetMaxDepth, at "
+                           "line %d, position %d.",
+                           m_nCapDepth, m_nLine, m_nColumn));
+    }
     switch (m_chCurrent)
     {
     case '{':

@@ -50,6 +50,7 @@ KRXML_API CBinaryData JsonToXml(const std::string& json, const CSerializationCon
 // any ASCII-compatible code page. A line feed counts a line and is never delivered, not even
 // inside a string. Every syntax failure raises CKrValidationException with the line and the
 // position in the line of the last character read, and the JSON path reached (`$.a[1].c`).
+// Values nest at most 100 levels deep, or CKrLimits::GetMaxDepth() levels where that is lower.
 class KRXML_API CJsonTextReader : public CInstanceMonitor
 {
     friend CBinaryData JsonToXml(const std::string& json, const CSerializationContext& ctx);
@@ -91,6 +92,7 @@ private:
 
     CJsonReaderDefaultHandler* m_pHandler;
     int32_t m_nDepthLimit;
+    int32_t m_nCapDepth;  // the lower of m_nDepthLimit and CKrLimits::GetMaxDepth(), for one parse
     bool m_bAllowComments;
     std::string m_strRootElementName;
     const std::string* m_pText;

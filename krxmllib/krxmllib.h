@@ -33,6 +33,7 @@
 #include "krcriticalsection.h"
 #include "krexception.h"
 #include "kriterator.h"
+#include "krlimits.h"
 #include "krzip.h"
 #include "krvariant.h"
 #include "memoryleakhelp.h"

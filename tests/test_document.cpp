@@ -352,6 +352,7 @@ TEST(XmlDocument, ExternalEntitiesAreNeverFetched)
 TEST(XmlDocument, DeepNestingNeedsNoStack)
 {
     const int kDepth = 200000;
+    KrXmlTest::DepthScope depth(kDepth);  // far beyond the default cap
     std::string strXml;
     strXml.reserve(kDepth * 7 + 16);
     for (int i = 0; i < kDepth; ++i)

@@ -427,6 +427,7 @@ TEST(FastInfosetReader, RandomBytesAfterAHeaderAndChangedSamples)
 TEST(FastInfosetReader, DeepNestingReadsWithoutRecursion)
 {
     const int kDepth = 200000;
+    KrXmlTest::DepthScope depth(kDepth);  // far beyond the default cap
     std::string strBytes = Bytes(kHead + "3C 00 'n'");
     strBytes.append(kDepth - 1, '\0');  // element name 1, again and again
     strBytes.append(kDepth / 2, '\xFF');

@@ -386,6 +386,7 @@ TEST(Element, TwoThreadsWriteTheirOwnElementsWithTheDefaultContext)
 TEST(Element, DeepNestingReadsWritesCopiesAndFreesWithoutRecursion)
 {
     const int kDepth = 200000;
+    KrXmlTest::DepthScope depth(kDepth);  // far beyond the default cap
     std::string strXml;
     for (int i = 0; i < kDepth; ++i)
         strXml += "<e>";

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "krexception.h"
+#include "krlimits.h"
 
 namespace KrXmlTest {
 
@@ -45,6 +47,34 @@ void OnTwoThreads(Fn fn)
     run(0);
     other.join();
 }
+
+// Sets one of the caps of CKrLimits for the length of a scope and puts back what was set before,
+// however the scope ends: LimitScope depth(&CKrLimits::SetMaxDepth, &CKrLimits::GetMaxDepth, 0).
+class LimitScope
+{
+public:
+    LimitScope(void (*pfnSet)(uint32_t), uint32_t (*pfnGet)(), uint32_t nValue) : m_pfnSet(pfnSet), m_nSaved(pfnGet())
+    {
+        pfnSet(nValue);
+    }
+    ~LimitScope() { m_pfnSet(m_nSaved); }
+    LimitScope(const LimitScope&) = delete;
+    LimitScope& operator=(const LimitScope&) = delete;
+
+private:
+    void (*m_pfnSet)(uint32_t);
+    uint32_t m_nSaved;
+};
+
+// A cap on nesting for the length of a scope (0: none).
+class DepthScope : public LimitScope
+{
+public:
+    explicit DepthScope(uint32_t nMax)
+        : LimitScope(&KrXmlLib16::CKrLimits::SetMaxDepth, &KrXmlLib16::CKrLimits::GetMaxDepth, nMax)
+    {
+    }
+};
 
 // One link of an exception chain: its class, its message without the path line, its path.
 struct KrLink
