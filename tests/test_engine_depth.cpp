@@ -99,6 +99,16 @@ TEST(EngineDepth, ReadingDeeperFailsAtTheElementPastTheBound)
     }
 }
 
+TEST(EngineDepth, ALowerDocumentCapRefusesBeforeTheBinding)
+{
+    // The document's cap and the binding's bound: whichever is lower speaks.
+    KrXmlTest::DepthScope depth(500);
+    CSmartPtr<CTreeNode> spRoot(new CTreeNode);
+    EXPECT_KR_THROW(spRoot->FromXml(Nested(501).c_str(), CSerializationContext::GetDefaultContext()), CKrException,
+                    "Elements are nested more than 500 levels deep, the limit set by CKrLimits::SetMaxDepth, at line 1");
+    spRoot->FromXml(Nested(500).c_str(), CSerializationContext::GetDefaultContext());
+}
+
 TEST(EngineDepth, WritingADeeperChainFails)
 {
     CSmartPtr<CTreeNode> spRoot(new CTreeNode);

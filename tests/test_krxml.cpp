@@ -249,17 +249,30 @@ TEST_F(Krxml, ReadsJsonInput)
 
 TEST_F(Krxml, DeepDocumentThroughStandardInput)
 {
-    const int kDepth = 200000;
-    std::string strXml;
-    for (int i = 0; i < kDepth; ++i)
-        strXml += "<e>";
-    for (int i = 0; i < kDepth; ++i)
-        strXml += "</e>";
-    std::string strIn = TempPath("deep.xml");
-    WriteFileBytes(strIn, strXml);
-    ToolRun run = RunTool("convert - --no-format --no-declaration", strIn);
-    ASSERT_EQ(0, run.iExit) << run.strErr;
-    EXPECT_EQ(std::string(kDepth - 1, 'x').size() * 7 + 4, run.strOut.size());  // <e>...<e/>...</e>
+    // As deep as the default cap lets a document be, and once past it.
+    for (int nDepth : {10000, 200000})
+    {
+        std::string strXml;
+        for (int i = 0; i < nDepth; ++i)
+            strXml += "<e>";
+        for (int i = 0; i < nDepth; ++i)
+            strXml += "</e>";
+        std::string strIn = TempPath("deep.xml");
+        WriteFileBytes(strIn, strXml);
+        ToolRun run = RunTool("convert - --no-format --no-declaration", strIn);
+        if (nDepth == 10000)
+        {
+            ASSERT_EQ(0, run.iExit) << run.strErr;
+            EXPECT_EQ(static_cast<size_t>(nDepth - 1) * 7 + 4, run.strOut.size());  // <e>...<e/>...</e>
+        }
+        else
+        {
+            EXPECT_NE(0, run.iExit);
+            EXPECT_EQ("krxml: error: Elements are nested more than 10000 levels deep, the limit set by "
+                      "CKrLimits::SetMaxDepth, at line 1\n",
+                      run.strErr);
+        }
+    }
 }
 
 } // namespace
