@@ -508,6 +508,8 @@ TEST(EngineRead, BadValueOfEveryKindInATypedCollection)
         {"r4", "1.75", Ex, "Invalid Value for r4 [1.750000]"},
         {"r8", "1,5", Value, "The value [1,5] can not be converted to a r8"},
         {"dec", "1x", Value, "The string representing a Decimal, contained an invalid char at position 1 [1x]."},
+        {"dec", "1E1000000", Value,
+         "The string representing a Decimal has more than 50000 digits, the limit set by CKrLimits::SetMaxNumberDigits."},
         {"dec", "1.234", Ex, "Invalid Value for dec [1.234]."},
         {"dec", "12345.6", Ex, "Invalid Value for dec [12345.6]."},
         {"int", "-100000000000000000001", Ex, "Invalid Value for int [-100000000000000000001]."},
