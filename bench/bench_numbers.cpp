@@ -9,6 +9,7 @@
 #include "benchsupport.h"
 #include "biginteger.h"
 #include "decimal.h"
+#include "krlimits.h"
 
 #ifdef KRXML_HAVE_GMP
 #include <gmp.h>
@@ -212,6 +213,13 @@ void DecimalOp(const char* lpName, Op op, std::mt19937_64& rng, size_t nInt, siz
 
 void LongNumbers(std::mt19937_64& rng)
 {
+    // The product has twice the digits the library lets a number hold by default.
+    struct CNoDigitCap
+    {
+        uint32_t nSaved = CKrLimits::GetMaxNumberDigits();
+        CNoDigitCap() { CKrLimits::SetMaxNumberDigits(0); }
+        ~CNoDigitCap() { CKrLimits::SetMaxNumberDigits(nSaved); }
+    } noCap;
     const std::string strA = RandomDigits(rng, 100000), strB = RandomDigits(rng, 100000);
     CBigInteger a, b, p, q;
     double dParse = BestSeconds(3, [&] {
