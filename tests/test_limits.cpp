@@ -242,12 +242,7 @@ TEST(LimitsDepth, TwoHundredThousandLevelsWithTheCapRaised)
     spE = nullptr;
     spCopy->FromXmlStream(fi, Default());
     EXPECT_EQ(kDepth, Depth(spCopy));
-    CXmlDocument doc;
-    doc.LoadXml(strXml.c_str());
-    int nDepth = 0;
-    for (const CXmlElement* p = doc.GetDocumentElement(); p; p = p->GetFirstElement())
-        ++nDepth;
-    EXPECT_EQ(kDepth, nDepth);
+    // The document tree alone: test_document.
 }
 
 // ---- digits ----
