@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -370,6 +371,92 @@ TEST(Concurrency, BoundObjectsReadWrittenAndReleasedPerThread)
         }
     });
     EXPECT_FALSE(ctx.GetIgnoreNamespaces());
+}
+
+// Each thread writes its order to files and reads them back, with the overlapped routes off
+// and on (switched before the threads start, as the switches are meant to be). Every file
+// writer hands its blocks to a worker thread of its own, so that two threads work on each
+// stream; the overlapped reader waits for reads done meanwhile.
+TEST(Concurrency, FilesWrittenAndReadPerThread)
+{
+    const int kFileThreads = 4;  // each with its writer's worker
+    const CSerializationContext& ctx = PoContext();
+    struct File
+    {
+        const char* lpName;
+        XmlEncoding eEncoding;
+        CompressionType eCompression;
+    };
+    const File kFiles[] = {{"utf8.xml", XmlEncoding_UTF8, CompressionType_None},
+                           {"utf16.xml", XmlEncoding_UTF16, CompressionType_None}};
+    const size_t kKinds = sizeof(kFiles) / sizeof(kFiles[0]);
+    std::vector<std::string> xml(kFileThreads);
+    std::vector<std::vector<std::string>> bytes(kFileThreads), paths(kFileThreads);
+    for (int t = 0; t < kFileThreads; ++t)
+    {
+        // Larger than one block of the file writer.
+        CSmartPtr<PurchaseOrder::CPurchaseOrderType> sp(new PurchaseOrder::CPurchaseOrderType);
+        sp->FromXml(KrXmlBench::MakePurchaseOrder(140, 400 + t).c_str(), ctx);
+        xml[t] = Flat(*sp, ctx);
+        for (const File& f : kFiles)
+        {
+            paths[t].push_back(KrXmlTest::TempPath(FormatString("t%d-%s", t, f.lpName)));
+            sp->ToXmlFile(paths[t].back().c_str(), true, true, f.eEncoding, EOLType_LF, ctx, f.eCompression);
+            bytes[t].push_back(KrXmlTest::ReadFileBytes(paths[t].back()));
+        }
+        paths[t].push_back(KrXmlTest::TempPath(FormatString("t%d.json", t)));
+        paths[t].push_back(KrXmlTest::TempPath(FormatString("t%d.fi", t)));
+    }
+    // The overlapped route reads plain XML text: other files are read from their bytes there.
+    auto ReadFile = [&ctx](CXmlObjectBase& o, const std::string& strPath, bool bOverlapped) {
+        const std::string strHead = KrXmlTest::ReadFileBytes(strPath).substr(0, 2);
+        if (bOverlapped && strHead != "<?" && strHead != "\xFF\xFE")
+        {
+            const std::string strBytes = KrXmlTest::ReadFileBytes(strPath);
+            o.FromXmlStream(CBinaryData(reinterpret_cast<unsigned char*>(const_cast<char*>(strBytes.data())),
+                                        static_cast<uint32_t>(strBytes.size()), false),
+                            ctx);
+        }
+        else
+            o.FromXmlFile(strPath.c_str(), ctx);
+    };
+    for (bool bOverlapped : {false, true})
+    {
+        SCOPED_TRACE(bOverlapped ? "overlapped" : "plain");
+        AsyncFromXmlFile(bOverlapped);
+        AsyncToXmlFile(bOverlapped);
+        OnThreads(kFileThreads, [&](int t) {
+            CSmartPtr<PurchaseOrder::CPurchaseOrderType> spSource(new PurchaseOrder::CPurchaseOrderType);
+            spSource->FromXml(xml[t].c_str(), ctx);
+            {
+                for (size_t k = 0; k < kKinds; ++k)
+                {
+                    const File& f = kFiles[k];
+                    const std::string& strPath = paths[t][k];
+                    spSource->ToXmlFile(strPath.c_str(), true, true, f.eEncoding, EOLType_LF, ctx, f.eCompression);
+                    Expect(KrXmlTest::ReadFileBytes(strPath) == bytes[t][k], strPath + ": other bytes");
+                    CSmartPtr<PurchaseOrder::CPurchaseOrderType> sp(new PurchaseOrder::CPurchaseOrderType);
+                    ReadFile(*sp, strPath, bOverlapped);
+                    ExpectEq(xml[t], Flat(*sp, ctx), strPath);
+                }
+                spSource->ToJsonFile(paths[t][kKinds].c_str(), true, XmlEncoding_UTF8, EOLType_LF, ctx,
+                                     CompressionType_None);
+                CSmartPtr<PurchaseOrder::CPurchaseOrderType> spJson(new PurchaseOrder::CPurchaseOrderType);
+                spJson->FromJsonFile(paths[t][kKinds].c_str(), ctx);
+                ExpectEq(xml[t], Flat(*spJson, ctx), "JSON file");
+                spSource->ToFastInfosetFile(paths[t][kKinds + 1].c_str(), FInfoDecl_Version10, ctx,
+                                            CompressionType_GZip);
+                CSmartPtr<PurchaseOrder::CPurchaseOrderType> spFi(new PurchaseOrder::CPurchaseOrderType);
+                ReadFile(*spFi, paths[t][kKinds + 1], bOverlapped);
+                ExpectEq(xml[t], Flat(*spFi, ctx), "Fast Infoset file");
+            }
+        });
+    }
+    AsyncFromXmlFile(false);
+    AsyncToXmlFile(false);
+    for (const auto& v : paths)
+        for (const std::string& strPath : v)
+            std::remove(strPath.c_str());
 }
 
 // JSON without namespaces, read with the default context on several threads: each read
