@@ -674,6 +674,58 @@ TEST(Concurrency, BinaryDataSharedBetweenThreads)
     EXPECT_EQ(strPayload, std::string(reinterpret_cast<const char*>(original.GetData()), original.GetLength()));
 }
 
+// ---- debug output ----
+
+std::mutex g_traceMutex;
+std::vector<std::string> g_traced[2];
+void TraceToFirst(const char* lpText)
+{
+    std::lock_guard<std::mutex> lock(g_traceMutex);
+    g_traced[0].push_back(lpText);
+}
+void TraceToSecond(const char* lpText)
+{
+    std::lock_guard<std::mutex> lock(g_traceMutex);
+    g_traced[1].push_back(lpText);
+}
+
+// Threads trace while another switches the output between two functions: every piece reaches
+// one of them, whole.
+TEST(Concurrency, DebugTraceWhileTheOutputChanges)
+{
+    const int kTraces = 300;
+    std::atomic<bool> bDone{false};
+    const DebugOutputFunction pfnWas = SetDebugOutput(&TraceToFirst);
+    std::thread switcher([&bDone] {
+        for (int i = 0; !bDone.load(); ++i)
+            SetDebugOutput(i % 2 ? &TraceToFirst : &TraceToSecond);
+    });
+    OnThreads(kThreads, [](int t) {
+        for (int i = 0; i < kTraces; ++i)
+            DebugTrace("%s|%d:%d|", std::string(150, static_cast<char>('a' + t)).c_str(), t, i);  // two pieces
+    });
+    bDone.store(true);
+    switcher.join();
+    SetDebugOutput(pfnWas);
+    std::vector<int> nLongPieces(kThreads), nTails(kThreads);
+    for (const auto& pieces : g_traced)
+        for (const std::string& str : pieces)
+        {
+            const int t = str[0] - 'a';
+            if (str.size() == 128 && str == std::string(128, str[0]))
+                ++nLongPieces[t];
+            else if (str.compare(0, 22, std::string(22, str[0])) == 0 && str.find(FormatString("|%d:", t)) == 22)
+                ++nTails[t];
+            else
+                ADD_FAILURE() << "a piece changed: " << str;
+        }
+    for (int t = 0; t < kThreads; ++t)
+    {
+        EXPECT_EQ(kTraces, nLongPieces[t]) << t;
+        EXPECT_EQ(kTraces, nTails[t]) << t;
+    }
+}
+
 // ---- instance records ----
 
 class CRaceCounted : public CInstanceMonitor
