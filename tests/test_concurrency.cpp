@@ -271,19 +271,31 @@ TEST(Concurrency, FirstUseOfAClassFromManyThreads)
             1001 + t);
         const std::string strBadKind = "<tick xmlns=\"urn:kr:race\" kind=\"ab\"><label>a-1</label><count>1</count>"
                                        "<price>1</price><when>2024-01-01</when></tick>";
-        for (const std::string* pBad : {&strBadCount, &strBadKind})
+        const struct
+        {
+            const std::string& strXml;
+            std::string strChain;
+        } kBad[] = {
+            {strBadCount,
+             FormatString("Failed to set the property value. /tick/count <- Invalid Value for count [%d]", 1001 + t)},
+            {strBadKind, "Failed to set the property value [ab]. /tick/@kind <- Invalid Value for kind [ab]."},
+        };
+        for (const auto& bad : kBad)
         {
             CSmartPtr<CRaceTick> sp(new CRaceTick);
-            bool bRefused = false;
+            std::string strChain = "nothing raised";
             try
             {
-                sp->FromXml(pBad->c_str(), ctx);
+                sp->FromXml(bad.strXml.c_str(), ctx);
             }
-            catch (const CKrException&)
+            catch (const CKrException& e)
             {
-                bRefused = true;
+                const std::string strMessage = e.GetMessage();
+                strChain = strMessage.substr(0, strMessage.find("\nPath: ")) + " " + e.GetPath();
+                for (const CKrException* p = e.GetInnerException(); p; p = p->GetInnerException())
+                    strChain += " <- " + p->GetMessage();
             }
-            Expect(bRefused, "a value against the facets was taken: " + *pBad);
+            ExpectEq(bad.strChain, strChain, "facets");
         }
     });
     EXPECT_EQ(std::make_pair(0, kThreads * 42), InstanceCounts("CRaceTick"));
