@@ -471,6 +471,61 @@ TEST(Concurrency, FilesWrittenAndReadPerThread)
             std::remove(strPath.c_str());
 }
 
+// With a single-byte local code page (set before the threads start), each thread converts
+// text both ways and writes an untyped tree of it to UTF-8 and UTF-16 files, whose blocks the
+// writers' workers convert on their own threads.
+TEST(Concurrency, LocalCodePageConversionsPerThread)
+{
+    const int kFileThreads = 4;
+    SetLocalCharEncoding(1252);
+    const CSerializationContext& ctx = CSerializationContext::GetDefaultContext();
+    std::vector<std::string> docs(kFileThreads), utf8(kFileThreads), utf16(kFileThreads);
+    std::vector<std::string> paths8(kFileThreads), paths16(kFileThreads);
+    for (int t = 0; t < kFileThreads; ++t)
+    {
+        // "\xC3\xA9" is e acute, "\xE2\x82\xAC" the euro sign; more text than one block of a writer.
+        std::string strText;
+        for (int i = 0; i < 7500; ++i)
+            strText += FormatString("%d\xC3\xA9\xE2\x82\xAC ", t * 10000 + i);
+        docs[t] = "<r\xC3\xA9 a=\"\xE2\x82\xAC\">" + strText + "</r\xC3\xA9>";
+        paths8[t] = KrXmlTest::TempPath(FormatString("cp%d-8.xml", t));
+        paths16[t] = KrXmlTest::TempPath(FormatString("cp%d-16.xml", t));
+        CSmartPtr<CElement> sp(new CElement(""));
+        sp->FromXml(docs[t].c_str(), ctx);
+        sp->ToXmlFile(paths8[t].c_str(), true, false, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None);
+        sp->ToXmlFile(paths16[t].c_str(), true, false, XmlEncoding_UTF16, EOLType_LF, ctx, CompressionType_None);
+        utf8[t] = KrXmlTest::ReadFileBytes(paths8[t]);
+        utf16[t] = KrXmlTest::ReadFileBytes(paths16[t]);
+    }
+    OnThreads(kFileThreads, [&](int t) {
+        for (int round = 0; round < 3; ++round)
+        {
+            ExpectEq(FormatString("%d\xE9\x80", t), Utf8ToLocal(FormatString("%d\xC3\xA9\xE2\x82\xAC", t).c_str()),
+                     "to the local code page");
+            const CBinaryData back = LocalToUtf8(FormatString("\x80%d\xE9", t).c_str());
+            ExpectEq(FormatString("\xE2\x82\xAC%d\xC3\xA9", t),
+                     std::string(reinterpret_cast<const char*>(back.GetData()), back.GetLength()), "to UTF-8");
+            CSmartPtr<CElement> sp(new CElement(""));
+            sp->FromXml(docs[t].c_str(), ctx);
+            ExpectEq("r\xE9", sp->GetName(), "element name");
+            const std::string strStart = FormatString("%d\xE9\x80 %d\xE9", t * 10000, t * 10000 + 1);
+            ExpectEq(strStart, sp->GetText().substr(0, strStart.size()), "text");
+            sp->ToXmlFile(paths8[t].c_str(), true, false, XmlEncoding_UTF8, EOLType_LF, ctx, CompressionType_None);
+            sp->ToXmlFile(paths16[t].c_str(), true, false, XmlEncoding_UTF16, EOLType_LF, ctx, CompressionType_None);
+            Expect(KrXmlTest::ReadFileBytes(paths8[t]) == utf8[t], "UTF-8 file");
+            Expect(KrXmlTest::ReadFileBytes(paths16[t]) == utf16[t], "UTF-16 file");
+        }
+    });
+    SetLocalCharEncoding(0);
+    EXPECT_NE(std::string::npos, utf8[0].find("<r\xC3\xA9 a=\"\xE2\x82\xAC\">0\xC3\xA9\xE2\x82\xAC 1\xC3\xA9"));
+    EXPECT_EQ(std::string("\xFF\xFE<\0?\0", 6), utf16[0].substr(0, 6));
+    for (int t = 0; t < kFileThreads; ++t)
+    {
+        std::remove(paths8[t].c_str());
+        std::remove(paths16[t].c_str());
+    }
+}
+
 // JSON without namespaces, read with the default context on several threads: each read
 // matches names by their local part, as on its own, and the context stays as it was.
 TEST(Concurrency, JsonReadsWithTheDefaultContext)
