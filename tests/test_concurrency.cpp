@@ -382,7 +382,6 @@ TEST(Concurrency, BoundObjectsReadWrittenAndReleasedPerThread)
             ExpectEq(e.strXml, Flat(*spGz, ctx), "gzip read");
         }
     });
-    EXPECT_FALSE(ctx.GetIgnoreNamespaces());
 }
 
 // Each thread writes its order to files and reads them back, with the overlapped routes off
