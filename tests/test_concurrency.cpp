@@ -384,6 +384,30 @@ TEST(Concurrency, BoundObjectsReadWrittenAndReleasedPerThread)
     });
 }
 
+// Tables freed with CleanMetaData (while no thread uses them) are built again by whichever
+// thread comes first; for every class of the purchase order at once, several times over.
+TEST(Concurrency, TablesBuiltAgainAfterCleanMetaData)
+{
+    const CSerializationContext& ctx = PoContext();
+    const std::string strDoc = KrXmlBench::MakePurchaseOrder(4, 500);
+    CSmartPtr<PurchaseOrder::CPurchaseOrderType> spRef(new PurchaseOrder::CPurchaseOrderType);
+    spRef->FromXml(strDoc.c_str(), ctx);
+    const std::string strExpected = Flat(*spRef, ctx);
+    spRef = nullptr;
+    for (int round = 0; round < 5; ++round)
+    {
+        PurchaseOrder::CPurchaseOrderType::CleanMetaData();
+        PurchaseOrder::CItemType::CleanMetaData();
+        PurchaseOrder::CCustomerType::CleanMetaData();
+        PurchaseOrder::CAddressType::CleanMetaData();
+        OnThreads(kThreads, [&](int) {
+            CSmartPtr<PurchaseOrder::CPurchaseOrderType> sp(new PurchaseOrder::CPurchaseOrderType);
+            sp->FromXml(strDoc.c_str(), ctx);
+            ExpectEq(strExpected, Flat(*sp, ctx), "read with new tables");
+        });
+    }
+}
+
 // Each thread writes its order to files and reads them back, with the overlapped routes off
 // and on (switched before the threads start, as the switches are meant to be). Every file
 // writer hands its blocks to a worker thread of its own, so that two threads work on each
