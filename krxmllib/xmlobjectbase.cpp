@@ -1,5 +1,7 @@
 #include "xmlobjectbase.h"
 
+#include <memory>
+
 #include "binarydata.h"
 #include "binarystream.h"
 #include "element.h"
@@ -135,25 +137,20 @@ void CXmlObjectBase::FromJsonFile(const char* lpFileName, const CSerializationCo
 void CXmlObjectBase::FromJson_Int(const CBinaryData& data, const CSerializationContext& ctx)
 {
     // Without the full round trip the JSON carries no namespaces, so names match by their local
-    // part. The context is changed for the length of the call only, and restored however the
-    // call ends; one that already ignores namespaces is left alone.
-    struct IgnoreNamespacesScope
-    {
-        CSerializationContext* pContext = nullptr;
-        ~IgnoreNamespacesScope()
-        {
-            if (pContext)
-                pContext->SetIgnoreNamespaces(false);
-        }
-    } scope;
+    // part. The read then runs with a copy of the context that ignores them: the caller's
+    // context (often the shared default one, read by other threads at the same time) is never
+    // written.
+    const CSerializationContext* pRead = &ctx;
+    std::unique_ptr<CSerializationContext> spIgnoring;
     if (ctx.GetJsonContext().GetSupportRoundtrip() != RoundTripFull && !ctx.GetIgnoreNamespaces())
     {
-        scope.pContext = const_cast<CSerializationContext*>(&ctx);
-        scope.pContext->SetIgnoreNamespaces(true);
+        spIgnoring.reset(new CSerializationContext(ctx));
+        spIgnoring->SetIgnoreNamespaces(true);
+        pRead = spIgnoring.get();
     }
     try
     {
-        FromXmlStream(data, ctx);
+        FromXmlStream(data, *pRead);
     }
     catch (const CKrException& e)
     {

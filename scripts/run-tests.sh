@@ -70,4 +70,13 @@ cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKRXML_SANITIZE=ON -
 cmake --build build/asan -j "$jobs"
 (cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
    ctest --output-on-failure -j "$jobs")
+echo "== ThreadSanitizer build and concurrency tests"
+# Step 5: the tests labelled "concurrency" under ThreadSanitizer. Only the programs with such
+# cases are built, optimised, since every memory access is instrumented; a report fails the
+# test at once.
+cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKRXML_TSAN=ON -DKRXML_WERROR=ON \
+  -DKRXML_BUILD_BENCH=OFF -DKRXML_BUILD_EXAMPLES=OFF -DKRXML_BUILD_TOOLS=OFF -DKRXML_BUILD_SHARED=OFF
+cmake --build build/tsan -j "$jobs" --target test_concurrency test_binarydata test_facets test_foundations test_untyped
+(cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+   ctest --output-on-failure -j "$jobs" -L concurrency)
 echo "== all tests passed"
