@@ -38,10 +38,11 @@ KRXML_API void AsyncToXmlFile(bool bAsync);
 // Limits on compressed byte input (gzip or zlib, recognised by the stream and file readers):
 // content that grows past either is refused with CKrException as soon as it does, so that a
 // small hostile stream can't make the library hold gigabytes. The absolute limit defaults to
-// 1 GiB (kDefaultMaxDecompressedSize); the ratio limit to 1000 times the compressed size
+// 512 MiB (kDefaultMaxDecompressedSize), so that a refused bomb costs a process well under a
+// gigabyte, and a tree of that much text would take several; the ratio limit to 1000 times the compressed size
 // (kDefaultMaxDecompressionRatio), above what deflate reaches on any real document. 0 switches
 // a limit off. Whatever is set, one document holds at most 4 GiB - 1 bytes.
-const uint64_t kDefaultMaxDecompressedSize = 1024ull * 1024 * 1024;
+const uint64_t kDefaultMaxDecompressedSize = 512ull * 1024 * 1024;
 const uint32_t kDefaultMaxDecompressionRatio = 1000;
 KRXML_API void SetMaxDecompressedSize(uint64_t qwMaxBytes);
 KRXML_API void SetMaxDecompressionRatio(uint32_t dwMaxRatio);
