@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <iconv.h>
 #include <locale.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -376,6 +377,22 @@ void BackgroundFileIo::Run()
 }
 
 // ---- code pages ----------------------------------------------------------------------------
+
+// ---- memory --------------------------------------------------------------------------------
+
+void AdviseLargePages(void* p, size_t nLen)
+{
+#if defined(MADV_HUGEPAGE) && !defined(__SANITIZE_ADDRESS__)
+    const uintptr_t kLarge = 2 * 1024 * 1024;
+    uintptr_t uBegin = (reinterpret_cast<uintptr_t>(p) + kLarge - 1) & ~(kLarge - 1);
+    uintptr_t uEnd = (reinterpret_cast<uintptr_t>(p) + nLen) & ~(kLarge - 1);
+    if (uEnd > uBegin)
+        ::madvise(reinterpret_cast<void*>(uBegin), uEnd - uBegin, MADV_HUGEPAGE);
+#else
+    (void)p;
+    (void)nLen;
+#endif
+}
 
 bool IsUtf8CodePage(unsigned int uCodePage)
 {

@@ -88,6 +88,13 @@ private:
     std::unique_ptr<State> m_p;  // the worker and its hand-over, out of the header
 };
 
+// ---- memory --------------------------------------------------------------------------------
+
+// Tells the host that the whole pages inside [p, p + nLen) will be used soon and densely, so
+// that it may back them with large pages. Only a hint: nothing happens where the host has no
+// such pages or declines.
+void AdviseLargePages(void* p, size_t nLen);
+
 // ---- code pages ----------------------------------------------------------------------------
 
 // Code-page numbers follow the Windows numbering; 0 and 3 (system and thread default) and
