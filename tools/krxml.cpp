@@ -7,12 +7,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <exception>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "expatreader.h"
@@ -490,6 +495,193 @@ private:
     std::FILE* m_f;
 };
 
+// Carries the parser's reports from the thread that reads and parses the input to the thread
+// that builds the tree, a block of records at a time, so that the two run side by side.
+class CEventPipe final : public IXmlContentSink
+{
+public:
+    // ---- the parsing side ----
+    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
+    {
+        Put(kNamespace, strAlias.data(), strAlias.size(), strNamespace.data(), strNamespace.size());
+    }
+    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
+    {
+        Put(kStart, pNamespace, nNamespace, pName, nName);
+    }
+    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
+                     size_t nNamespace) override
+    {
+        Put(kAttribute, pName, nName, pValue, nValue, pNamespace, nNamespace);
+    }
+    void OnText(const char* pText, uint32_t dwLen) override { Put(kText, pText, dwLen); }
+    void OnEndElement() override { Put(kEnd); }
+    void OnStartCData() override { Put(kStartCData); }
+    void OnEndCData() override { Put(kEndCData); }
+
+    // The parsing side is done; pFailure is what stopped it, if anything.
+    void Finish(std::exception_ptr pFailure)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_current.empty())
+            m_full.push_back(std::move(m_current));
+        m_pFailure = pFailure;
+        m_bDone = true;
+        m_cv.notify_all();
+    }
+
+    // ---- the building side ----
+    // Gives every record to the sink in order, then raises what stopped the parsing side.
+    void Replay(IXmlContentSink& sink)
+    {
+        for (;;)
+        {
+            std::vector<char> block;
+            {
+                std::unique_lock<std::mutex> lock(m_mutex);
+                m_cv.wait(lock, [this] { return !m_full.empty() || m_bDone; });
+                if (m_full.empty())
+                    break;
+                block = std::move(m_full.front());
+                m_full.pop_front();
+                m_cv.notify_all();
+            }
+            ReplayBlock(block, sink);
+            block.clear();
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_free.push_back(std::move(block));
+        }
+        if (m_pFailure)
+            std::rethrow_exception(m_pFailure);
+    }
+    // The building side gave up: the parsing side stops at its next hand-over.
+    void Abort()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bAborted = true;
+        m_cv.notify_all();
+    }
+
+private:
+    enum : char
+    {
+        kNamespace,
+        kStart,
+        kAttribute,
+        kText,
+        kEnd,
+        kStartCData,
+        kEndCData
+    };
+    static const size_t kBlock = 256 * 1024;
+    static const size_t kBlocksAhead = 8;  // bounds the memory between the two sides
+    struct Stopped
+    {
+    };
+
+    template <typename... Rest>
+    void Put(char cTag, Rest... rest)
+    {
+        m_current.push_back(cTag);
+        Append(rest...);
+        if (m_current.size() >= kBlock)
+            HandOver();
+    }
+    void Append() {}
+    template <typename... Rest>
+    void Append(const char* p, size_t n, Rest... rest)
+    {
+        uint32_t dwLen = static_cast<uint32_t>(n);
+        const char* pLen = reinterpret_cast<const char*>(&dwLen);
+        m_current.insert(m_current.end(), pLen, pLen + sizeof(dwLen));
+        m_current.insert(m_current.end(), p, p + n);
+        Append(rest...);
+    }
+    void HandOver()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_cv.wait(lock, [this] { return m_full.size() < kBlocksAhead || m_bAborted; });
+        if (m_bAborted)
+            throw Stopped();
+        m_full.push_back(std::move(m_current));
+        m_current.clear();
+        if (!m_free.empty())
+        {
+            m_current = std::move(m_free.back());
+            m_free.pop_back();
+        }
+        m_cv.notify_all();
+        lock.unlock();
+        m_current.reserve(kBlock + 4096);
+    }
+
+    static void ReplayBlock(const std::vector<char>& block, IXmlContentSink& sink)
+    {
+        const char* p = block.data();
+        const char* const pEnd = p + block.size();
+        auto take = [&p](const char*& pText) {
+            uint32_t dwLen;
+            std::memcpy(&dwLen, p, sizeof(dwLen));
+            pText = p + sizeof(dwLen);
+            p = pText + dwLen;
+            return dwLen;
+        };
+        const char *a, *b, *c;
+        while (p < pEnd)
+        {
+            switch (*p++)
+            {
+            case kNamespace:
+            {
+                uint32_t na = take(a);
+                uint32_t nb = take(b);
+                sink.OnNamespaceDeclaration(std::string(a, na), std::string(b, nb));
+                break;
+            }
+            case kStart:
+            {
+                uint32_t na = take(a);
+                uint32_t nb = take(b);
+                sink.OnStartElement(a, na, b, nb);
+                break;
+            }
+            case kAttribute:
+            {
+                uint32_t na = take(a);
+                uint32_t nb = take(b);
+                uint32_t nc = take(c);
+                sink.OnAttribute(a, na, b, nb, c, nc);
+                break;
+            }
+            case kText:
+            {
+                uint32_t na = take(a);
+                sink.OnText(a, na);
+                break;
+            }
+            case kEnd:
+                sink.OnEndElement();
+                break;
+            case kStartCData:
+                sink.OnStartCData();
+                break;
+            default:
+                sink.OnEndCData();
+                break;
+            }
+        }
+    }
+
+    std::vector<char> m_current;  // the parsing side's block being filled
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::deque<std::vector<char>> m_full;  // blocks for the building side, oldest first
+    std::vector<std::vector<char>> m_free;  // blocks given back, for reuse
+    std::exception_ptr m_pFailure;
+    bool m_bDone = false;
+    bool m_bAborted = false;
+};
+
 // Reads the input straight into the untyped tree through the sink: XML and Fast Infoset as
 // they stand (the loader tells them apart by the header), JSON through the XML text it maps to.
 void LoadInput(const Options& opt, const CSerializationContext& ctx, CInputSink& sink)
@@ -509,15 +701,39 @@ void LoadInput(const Options& opt, const CSerializationContext& ctx, CInputSink&
         !CFastInfosetReader::IsFastInfoset(pHead, nHead) &&
         (opt.eFrom == InputFormat::Xml || !LooksLikeJson(pHead, nHead)))
     {
-        CExpatReader reader(sink, ctx.GetSchemaType(), ctx.GetStripCDATA());
-        reader.Init();
-        size_t n = nHead;
-        while (n == kChunk)
+        // One thread reads and parses, this one builds the tree from its reports.
+        CEventPipe pipe;
+        std::thread parser([&pipe, &input, &spChunk, nHead, &ctx] {
+            std::exception_ptr pFailure;
+            try
+            {
+                CExpatReader reader(pipe, ctx.GetSchemaType(), ctx.GetStripCDATA());
+                reader.Init();
+                size_t n = nHead;
+                while (n == kChunk)
+                {
+                    reader.Parse(spChunk.get(), static_cast<uint32_t>(n), false);
+                    n = input.Read(spChunk.get(), kChunk);
+                }
+                reader.Parse(spChunk.get(), static_cast<uint32_t>(n), true);
+            }
+            catch (...)
+            {
+                pFailure = std::current_exception();
+            }
+            pipe.Finish(pFailure);
+        });
+        struct CJoin
         {
-            reader.Parse(spChunk.get(), static_cast<uint32_t>(n), false);
-            n = input.Read(spChunk.get(), kChunk);
-        }
-        reader.Parse(spChunk.get(), static_cast<uint32_t>(n), true);
+            CEventPipe& pipe;
+            std::thread& thread;
+            ~CJoin()
+            {
+                pipe.Abort();
+                thread.join();
+            }
+        } join{pipe, parser};
+        pipe.Replay(sink);
         return;
     }
 
