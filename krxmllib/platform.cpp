@@ -166,15 +166,15 @@ uint32_t ReadToEnd(FileHandle hFile, unsigned char*& pData, uint32_t& dwLen)
     struct stat st;
     if (::fstat(hFile, &st) != 0)
         return static_cast<uint32_t>(errno);
-    // A regular file is read by its size in one go. Pipes, terminals and files whose size says
-    // nothing (those under /proc report 0) are read in growing chunks until the end.
+    // A regular file is read by its size in one go, into a buffer of that size. Pipes,
+    // terminals and files whose size says nothing (those under /proc report 0) are read in
+    // growing chunks until the end, and so is a file that grew since.
     uint64_t qwCapacity = 0x10000;
     if (S_ISREG(st.st_mode) && st.st_size > 0)
     {
         if (static_cast<uint64_t>(st.st_size) > kMaxReadToEnd)
             return EFBIG;
-        // One byte more than the size tells a file that grew from one that didn't.
-        qwCapacity = static_cast<uint64_t>(st.st_size) + 1;
+        qwCapacity = static_cast<uint64_t>(st.st_size);
     }
     std::unique_ptr<unsigned char[]> spData(new unsigned char[qwCapacity]);
     uint64_t qwLen = 0;
@@ -182,13 +182,21 @@ uint32_t ReadToEnd(FileHandle hFile, unsigned char*& pData, uint32_t& dwLen)
     {
         if (qwLen == qwCapacity)
         {
-            if (qwCapacity > kMaxReadToEnd)
+            unsigned char c;
+            uint32_t dwOne = 0;
+            uint32_t dwError = ReadFile(hFile, &c, 1, dwOne);
+            if (dwError)
+                return dwError;
+            if (dwOne == 0)
+                break;
+            if (qwCapacity >= kMaxReadToEnd)
                 return EFBIG;
-            uint64_t qwNew = qwCapacity * 2 > kMaxReadToEnd + 1 ? kMaxReadToEnd + 1 : qwCapacity * 2;
+            uint64_t qwNew = qwCapacity * 2 > kMaxReadToEnd ? kMaxReadToEnd : qwCapacity * 2;
             std::unique_ptr<unsigned char[]> spMore(new unsigned char[qwNew]);
             std::memcpy(spMore.get(), spData.get(), qwLen);
             spData.swap(spMore);
             qwCapacity = qwNew;
+            spData[qwLen++] = c;
         }
         uint64_t qwRoom = qwCapacity - qwLen;
         uint32_t dwChunk = qwRoom > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(qwRoom);
@@ -200,8 +208,6 @@ uint32_t ReadToEnd(FileHandle hFile, unsigned char*& pData, uint32_t& dwLen)
         if (dwRead < dwChunk)
             break;
     }
-    if (qwLen > kMaxReadToEnd)
-        return EFBIG;
     pData = spData.release();
     dwLen = static_cast<uint32_t>(qwLen);
     return 0;
