@@ -230,6 +230,42 @@ TEST(SpecialFiles, FileRoadsWriteIntoAFifo)
     ::unlink(strFifo.c_str());
 }
 
+// The standard output stream writes fd 1 where it stands, block by block, and leaves it open.
+TEST(SpecialFiles, StandardOutputStreamWritesWhereTheHandleStands)
+{
+    const std::string strPath = TempPath("stdout.txt");
+    WriteFileBytes(strPath, "");
+    std::fflush(stdout);
+    int fdSaved = ::dup(1);
+    ASSERT_GE(fdSaved, 0);
+    std::FILE* f = std::fopen(strPath.c_str(), "wb");
+    ASSERT_NE(nullptr, f);
+    ASSERT_GE(::dup2(::fileno(f), 1), 0);
+    ASSERT_EQ(5, ::write(1, "head\n", 5));
+    std::string strText;
+    for (XmlEncoding eEncoding : {XmlEncoding_UTF8, XmlEncoding_UTF16})
+    {
+        CStandardOutputTextStream stream(eEncoding);
+        stream.Start();
+        strText.assign(3 * CFileTextStream::kBlockSize + 17, 'a');
+        strText += "\xC3\xA9";  // a character that UTF-16 writes in two bytes
+        stream.Write(strText);
+        stream.Flush();
+        stream.Write("z");
+        stream.End();
+    }
+    const bool bStillOpen = ::write(1, "tail", 4) == 4;
+    ::dup2(fdSaved, 1);
+    ::close(fdSaved);
+    std::fclose(f);
+    EXPECT_TRUE(bStillOpen);
+    std::string strUtf16 = "\xFF\xFE";
+    for (size_t i = 0; i < 3 * CFileTextStream::kBlockSize + 17; ++i)
+        strUtf16 += std::string("a\0", 2);
+    strUtf16 += std::string("\xE9\0z\0", 4);
+    EXPECT_TRUE("head\n" + strText + "z" + strUtf16 + "tail" == ReadFileBytes(strPath));
+}
+
 #ifdef KRXML_TOOL_PATH
 
 namespace {
