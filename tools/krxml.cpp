@@ -523,7 +523,7 @@ public:
     void Finish(std::exception_ptr pFailure)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_current.empty())
+        if (m_current.nSize)
             m_full.push_back(std::move(m_current));
         m_pFailure = pFailure;
         m_bDone = true;
@@ -536,7 +536,7 @@ public:
     {
         for (;;)
         {
-            std::vector<char> block;
+            Block block;
             {
                 std::unique_lock<std::mutex> lock(m_mutex);
                 m_cv.wait(lock, [this] { return !m_full.empty() || m_bDone; });
@@ -547,7 +547,7 @@ public:
                 m_cv.notify_all();
             }
             ReplayBlock(block, sink);
-            block.clear();
+            block.nSize = 0;
             std::lock_guard<std::mutex> lock(m_mutex);
             m_free.push_back(std::move(block));
         }
@@ -573,29 +573,59 @@ private:
         kStartCData,
         kEndCData
     };
-    static const size_t kBlock = 256 * 1024;
-    static const size_t kBlocksAhead = 8;  // bounds the memory between the two sides
+    static constexpr size_t kBlock = 256 * 1024;
+    static constexpr size_t kBlocksAhead = 8;  // bounds the memory between the two sides
     struct Stopped
     {
     };
 
+    // A block: raw bytes, filled without the zeroing and checks of a growing vector.
+    struct Block
+    {
+        std::unique_ptr<char[]> spData;
+        size_t nSize = 0;
+        size_t nCapacity = 0;
+    };
+
+    static size_t Size() { return 0; }
+    template <typename... Rest>
+    static size_t Size(const char*, size_t n, Rest... rest)
+    {
+        return sizeof(uint32_t) + n + Size(rest...);
+    }
+    static void Copy(char*) {}
+    template <typename... Rest>
+    static void Copy(char* pOut, const char* p, size_t n, Rest... rest)
+    {
+        uint32_t dwLen = static_cast<uint32_t>(n);
+        std::memcpy(pOut, &dwLen, sizeof(dwLen));
+        std::memcpy(pOut + sizeof(dwLen), p, n);
+        Copy(pOut + sizeof(dwLen) + n, rest...);
+    }
     template <typename... Rest>
     void Put(char cTag, Rest... rest)
     {
-        m_current.push_back(cTag);
-        Append(rest...);
-        if (m_current.size() >= kBlock)
+        const size_t nRecord = 1 + Size(rest...);
+        if (m_current.nCapacity - m_current.nSize < nRecord)
+            Grow(nRecord);
+        char* pOut = m_current.spData.get() + m_current.nSize;
+        *pOut = cTag;
+        Copy(pOut + 1, rest...);
+        m_current.nSize += nRecord;
+        if (m_current.nSize >= kBlock)
             HandOver();
     }
-    void Append() {}
-    template <typename... Rest>
-    void Append(const char* p, size_t n, Rest... rest)
+    // Room for a record: a fresh block, or a larger one for a record larger than a block.
+    void Grow(size_t nRecord)
     {
-        uint32_t dwLen = static_cast<uint32_t>(n);
-        const char* pLen = reinterpret_cast<const char*>(&dwLen);
-        m_current.insert(m_current.end(), pLen, pLen + sizeof(dwLen));
-        m_current.insert(m_current.end(), p, p + n);
-        Append(rest...);
+        size_t nCapacity = std::max(kBlock + 4096, m_current.nSize + nRecord);
+        if (m_current.nCapacity >= nCapacity)
+            return;
+        std::unique_ptr<char[]> spData(new char[nCapacity]);
+        if (m_current.nSize)
+            std::memcpy(spData.get(), m_current.spData.get(), m_current.nSize);
+        m_current.spData.swap(spData);
+        m_current.nCapacity = nCapacity;
     }
     void HandOver()
     {
@@ -604,21 +634,19 @@ private:
         if (m_bAborted)
             throw Stopped();
         m_full.push_back(std::move(m_current));
-        m_current.clear();
+        m_current = Block();
         if (!m_free.empty())
         {
             m_current = std::move(m_free.back());
             m_free.pop_back();
         }
         m_cv.notify_all();
-        lock.unlock();
-        m_current.reserve(kBlock + 4096);
     }
 
-    static void ReplayBlock(const std::vector<char>& block, IXmlContentSink& sink)
+    static void ReplayBlock(const Block& block, IXmlContentSink& sink)
     {
-        const char* p = block.data();
-        const char* const pEnd = p + block.size();
+        const char* p = block.spData.get();
+        const char* const pEnd = p + block.nSize;
         auto take = [&p](const char*& pText) {
             uint32_t dwLen;
             std::memcpy(&dwLen, p, sizeof(dwLen));
@@ -672,11 +700,11 @@ private:
         }
     }
 
-    std::vector<char> m_current;  // the parsing side's block being filled
+    Block m_current;  // the parsing side's block being filled
     std::mutex m_mutex;
     std::condition_variable m_cv;
-    std::deque<std::vector<char>> m_full;  // blocks for the building side, oldest first
-    std::vector<std::vector<char>> m_free;  // blocks given back, for reuse
+    std::deque<Block> m_full;   // blocks for the building side, oldest first
+    std::vector<Block> m_free;  // blocks given back, for reuse
     std::exception_ptr m_pFailure;
     bool m_bDone = false;
     bool m_bAborted = false;
