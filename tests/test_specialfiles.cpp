@@ -4,6 +4,8 @@
 
 #include <fstream>
 #include <iterator>
+#include <algorithm>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -337,6 +339,46 @@ TEST(SpecialFiles, KrxmlReadsAndWritesPipes)
     EXPECT_EQ("", strOut);
     EXPECT_EQ(strExpected, strGot);
     ::unlink(strFifo.c_str());
+}
+
+// Formatted output of a deep document grows with the square of the depth; it streams out in
+// pieces, so krxml's memory stays that of the tree (a few MB here) while 100 MB go through
+// the pipe.
+TEST(SpecialFiles, KrxmlStreamsDeepFormattedOutput)
+{
+    const int kDepth = 10000;
+    std::string strDoc;
+    for (int i = 0; i < kDepth; ++i)
+        strDoc += "<a>";
+    strDoc += "x";
+    for (int i = 0; i < kDepth; ++i)
+        strDoc += "</a>";
+    const std::string strIn = TempPath("deep.xml");
+    WriteFileBytes(strIn, strDoc);
+    for (const char* lpTo : {"xml", "json"})
+    {
+        SCOPED_TRACE(lpTo);
+        FILE* p = popen((std::string(KRXML_TOOL_PATH) + " convert " + strIn + " --to " + lpTo).c_str(), "r");
+        ASSERT_NE(nullptr, p);
+        char buf[65536];
+        size_t n, nTotal = 0, nTabs = 0;
+        while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
+        {
+            nTotal += n;
+            nTabs += static_cast<size_t>(std::count(buf, buf + n, '\t'));
+        }
+        EXPECT_EQ(0, pclose(p));
+        // Each start and end tag on a line of its own, indented by its depth, but the innermost
+        // element, whole on one line: (depth - 1)^2 tabs for XML. JSON's members sit one level
+        // deeper, inside the braces of the document: depth^2.
+        const size_t nDepth = kDepth;
+        EXPECT_EQ(lpTo[0] == 'x' ? (nDepth - 1) * (nDepth - 1) : nDepth * nDepth, nTabs);
+        EXPECT_GT(nTotal, nTabs);
+    }
+    // The largest child so far, krxml among them: far below the 100 MB it wrote.
+    struct rusage usage;
+    ASSERT_EQ(0, ::getrusage(RUSAGE_CHILDREN, &usage));
+    EXPECT_LT(usage.ru_maxrss, 60 * 1024) << "KB";
 }
 
 #endif
