@@ -1,6 +1,7 @@
 // Untyped content built straight from a parser: the receiver that CElement's reading roads
-// give the parser, for callers that drive a CXmlDocument themselves (their own input, or an
-// eye on what the parser reports on the way).
+// give the parser, and that the library's own tools use where they drive the parser themselves
+// (krxml, which watches the namespaces on the way). Not installed: it is a parser receiver,
+// and those stay inside the library.
 //
 // Ownership: the root element and the builder are the caller's and must outlive the loads that
 // feed it. The elements made are held by their parents' lists from the moment they are made,
@@ -12,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "krxmlexport.h"
 #include "xmlcontentsink.h"
 
 namespace KrXmlLib16 {
@@ -24,7 +24,7 @@ class CXmlObjectBase;
 // tree: the root takes name, namespace and text of the document element and adds its
 // attributes and children to those it holds. Give it to CXmlDocument::SetContentSink and load;
 // CObjectArena's build scope, which CElement's own roads open, is the caller's affair here.
-class KRXML_API CElementBuilder : public IXmlContentSink
+class CElementBuilder : public IXmlContentSink
 {
 public:
     explicit CElementBuilder(CElement& root) : m_root(root) {}

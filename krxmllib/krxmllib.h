@@ -13,7 +13,6 @@
 #include "datetimespan.h"
 #include "decimal.h"
 #include "element.h"
-#include "elementbuilder.h"
 #include "elementinfo.h"
 #include "elementinfoabscls.h"
 #include "elementinfocls.h"

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "elementbuilder.h"
 #include "expatreader.h"
 #include "krxmllib.h"
 #include "xmlcontentsink.h"

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "elementbuilder.h"
 #include "expatreader.h"
 #include "fastinfosetreader.h"
 #include "krxmllib.h"
