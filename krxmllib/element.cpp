@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "binarydata.h"
+#include "elementbuilder.h"
 #include "functions.h"
 #include "krexception.h"
 #include "objectarena.h"
@@ -385,103 +386,107 @@ void CElement::FromXml(const char* lpXml)
     FromXml(lpXml, CSerializationContext::GetDefaultContext());
 }
 
-// Builds an element tree straight from the parser's reports: what reading the document tree
-// would give, without the tree. The element that reads is the root; like every read it adds
-// to the attributes and children it holds and takes name, namespace and text of the document.
-class CElementBuilder : public IXmlContentSink
+// ---- building from the parser ----
+
+namespace {
+
+bool IsBlank(const std::string& strText)
 {
-public:
-    explicit CElementBuilder(CElement& root) : m_root(root) {}
+    for (char c : strText)
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
+            return false;
+    return true;
+}
 
-    void OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace) override
+} // namespace
+
+// The list's node takes the first and only reference; an object the list refused (a listener
+// failed, or memory ran out) is freed here.
+template <class TCol>
+void CElementBuilder::Append(TCol* pCol, CXmlObjectBase* pItem)
+{
+    try
     {
-        if (!m_bRootSeen)
-            m_rootAliases[strAlias] = strNamespace;  // only for a refusal's path
+        pCol->AppendItem(pItem);
     }
-
-    void OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName) override
+    catch (...)
     {
-        if (!m_bRootSeen)
+        if (pItem->GetRefCount() == 0)
         {
-            StartRoot(std::string(pNamespace, nNamespace), std::string(pName, nName));
-            return;
+            pItem->AddRef();
+            pItem->Release();
         }
-        CElementCol* pCol = m_stack.back()->Children();
-        CElement* pElement = new CElement(pName, nName, pNamespace, nNamespace, pCol->m_strTargetNamespace);
-        Append(pCol, pElement);
-        m_stack.push_back(pElement);
+        throw;
     }
+}
 
-    void OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue, const char* pNamespace,
-                     size_t nNamespace) override
+void CElementBuilder::OnNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace)
+{
+    if (!m_bRootSeen)
+        m_rootAliases[strAlias] = strNamespace;
+}
+
+void CElementBuilder::OnStartElement(const char* pNamespace, size_t nNamespace, const char* pName, size_t nName)
+{
+    if (!m_bRootSeen)
     {
-        // An element's own attribute list takes any namespace. The list first: made lazily, it
-        // can fail, and the attribute would then have no owner.
-        CAttributeCol* pCol = m_stack.back()->Attributes();
-        CAttribute* pAttribute = new CAttribute(std::string(pName, nName), std::string(pValue, nValue),
-                                                std::string(pNamespace, nNamespace));
-        Append(pCol, pAttribute);
+        StartRoot(std::string(pNamespace, nNamespace), std::string(pName, nName));
+        return;
     }
+    CElementCol* pCol = m_stack.back()->Children();
+    CElement* pElement = new CElement(pName, nName, pNamespace, nNamespace, pCol->m_strTargetNamespace);
+    Append(pCol, pElement);
+    m_stack.push_back(pElement);
+}
 
-    void OnText(const char* pText, uint32_t dwLen) override
+void CElementBuilder::OnAttribute(const char* pName, size_t nName, const char* pValue, size_t nValue,
+                                  const char* pNamespace, size_t nNamespace)
+{
+    // An element's own attribute list takes any namespace. The list first: made lazily, it can
+    // fail, and the attribute would then have no owner.
+    CAttributeCol* pCol = m_stack.back()->Attributes();
+    CAttribute* pAttribute =
+        new CAttribute(std::string(pName, nName), std::string(pValue, nValue), std::string(pNamespace, nNamespace));
+    Append(pCol, pAttribute);
+}
+
+void CElementBuilder::OnText(const char* pText, uint32_t dwLen)
+{
+    AppendTextExcludingCR(m_stack.back()->m_strText, pText, dwLen);
+}
+
+void CElementBuilder::OnEndElement()
+{
+    CElement* pElement = m_stack.back();
+    m_stack.pop_back();
+    if (m_bDropIndentation && pElement->m_spChildElements && pElement->m_spChildElements->GetCount() > 0 &&
+        !pElement->m_strText.empty() && IsBlank(pElement->m_strText))
+        std::string().swap(pElement->m_strText);
+}
+
+void CElementBuilder::StartRoot(const std::string& strNamespace, const std::string& strName)
+{
+    // Named through CElement: a friend of a derived class reaches a protected member of the base
+    // only through the derived class.
+    if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
+                                    m_root.m_strTargetNamespace.c_str()))
     {
-        AppendTextExcludingCR(m_stack.back()->m_strText, pText, dwLen);
-    }
-
-    void OnEndElement() override { m_stack.pop_back(); }
-
-    bool RootSeen() const { return m_bRootSeen; }
-
-private:
-    // The list's node takes the first and only reference; an object the list refused (a
-    // listener failed, or memory ran out) is freed here.
-    template <class TCol>
-    static void Append(TCol* pCol, CXmlObjectBase* pItem)
-    {
-        try
-        {
-            pCol->AppendItem(pItem);
-        }
-        catch (...)
-        {
-            if (pItem->GetRefCount() == 0)
+        std::string strPath = "/";
+        for (const auto& entry : m_rootAliases)
+            if (!entry.first.empty() && entry.second == strNamespace && !strNamespace.empty())
             {
-                pItem->AddRef();
-                pItem->Release();
+                strPath += entry.first + ":";
+                break;
             }
-            throw;
-        }
+        throw CElement::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
+                                                  m_root.m_strTargetNamespace, strPath + strName);
     }
-
-    void StartRoot(const std::string& strNamespace, const std::string& strName)
-    {
-        // Named through CElement: a friend of a derived class reaches a protected member of the
-        // base only through the derived class.
-        if (!CElement::IsNamespaceValid(strNamespace.c_str(), m_root.m_strNamespaceRestrictions.c_str(),
-                                        m_root.m_strTargetNamespace.c_str()))
-        {
-            std::string strPath = "/";
-            for (const auto& entry : m_rootAliases)
-                if (!entry.first.empty() && entry.second == strNamespace && !strNamespace.empty())
-                {
-                    strPath += entry.first + ":";
-                    break;
-                }
-            throw CElement::InvalidNamespaceException(strNamespace, m_root.m_strNamespaceRestrictions,
-                                                      m_root.m_strTargetNamespace, strPath + strName);
-        }
-        m_bRootSeen = true;
-        m_root.m_strName = strName;
-        m_root.TakeNamespace(strNamespace);
-        m_root.m_strText.clear();
-        m_stack.push_back(&m_root);
-    }
-
-    CElement& m_root;
-    bool m_bRootSeen = false;
-    std::map<std::string, std::string> m_rootAliases;
-    std::vector<CElement*> m_stack;  // the open elements; each is held by its parent's list
-};
+    m_bRootSeen = true;
+    m_root.m_strName = strName;
+    m_root.TakeNamespace(strNamespace);
+    m_root.m_strText.clear();
+    m_stack.push_back(&m_root);
+}
 
 template <typename LoadFn>
 void CElement::BuildFrom(const CSerializationContext& ctx, LoadFn load)

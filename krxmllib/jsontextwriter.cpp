@@ -498,6 +498,9 @@ void CJsonTextWriter::EndElement()
     m_bValuePending = false;
     m_bValueWritten = false;
     PopContext();
+    // The closing braces of a deep document are as long as its opening: a stream that writes
+    // as it goes gets them block by block.
+    FlushTest();
 }
 
 void CJsonTextWriter::WriteAttribute(const std::string& strName, const std::string& strNamespace,

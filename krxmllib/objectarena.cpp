@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "platform.h"
+
 namespace KrXmlLib16 {
 
 namespace {
@@ -38,6 +40,9 @@ void* CObjectArena::Carve(size_t nBytes)
             nChunk *= 2;
         // Through operator new, like every other allocation, so that a replaced one sees it.
         Chunk* pChunk = static_cast<Chunk*>(::operator new(nChunk));
+        // A large chunk is filled front to back at once: large pages save most of the faults.
+        if (nChunk >= kMaxChunk)
+            Platform::AdviseLargePages(pChunk, nChunk);
         pChunk->pNext = m_pChunks;
         m_pChunks = pChunk;
         m_pCur = reinterpret_cast<char*>(pChunk) + kHeader;  // the chunk link takes one header's room

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <iconv.h>
 #include <locale.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -95,6 +96,13 @@ static uint32_t ReadLoop(FileHandle hFile, void* pBuffer, uint32_t dwLen, int64_
         {
             if (errno == EINTR)
                 continue;
+            // A pipe or a terminal has no offsets: callers read it front to back, so the next
+            // bytes are the ones asked for.
+            if (errno == ESPIPE && llOffset >= 0)
+            {
+                llOffset = -1;
+                continue;
+            }
             return static_cast<uint32_t>(errno);
         }
         if (n == 0)
@@ -126,6 +134,12 @@ static uint32_t WriteLoop(FileHandle hFile, const void* pData, size_t nLen, int6
         {
             if (errno == EINTR)
                 continue;
+            // As for reading: a pipe takes the bytes in the order they are written.
+            if (errno == ESPIPE && llOffset >= 0)
+            {
+                llOffset = -1;
+                continue;
+            }
             return static_cast<uint32_t>(errno);
         }
         if (n == 0)
@@ -143,6 +157,65 @@ uint32_t WriteFile(FileHandle hFile, const void* pData, size_t nLen)
 uint32_t WriteFileAt(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset)
 {
     return WriteLoop(hFile, pData, nLen, static_cast<int64_t>(qwOffset));
+}
+
+uint32_t ReadToEnd(FileHandle hFile, unsigned char*& pData, uint32_t& dwLen)
+{
+    pData = nullptr;
+    dwLen = 0;
+    struct stat st;
+    if (::fstat(hFile, &st) != 0)
+        return static_cast<uint32_t>(errno);
+    // A regular file is read by its size in one go, into a buffer of that size. Pipes,
+    // terminals and files whose size says nothing (those under /proc report 0) are read in
+    // growing chunks until the end, and so is a file that grew since.
+    uint64_t qwCapacity = 0x10000;
+    if (S_ISREG(st.st_mode) && st.st_size > 0)
+    {
+        if (static_cast<uint64_t>(st.st_size) > kMaxReadToEnd)
+            return EFBIG;
+        qwCapacity = static_cast<uint64_t>(st.st_size);
+    }
+    std::unique_ptr<unsigned char[]> spData(new unsigned char[qwCapacity]);
+    uint64_t qwLen = 0;
+    for (;;)
+    {
+        if (qwLen == qwCapacity)
+        {
+            unsigned char c;
+            uint32_t dwOne = 0;
+            uint32_t dwError = ReadFile(hFile, &c, 1, dwOne);
+            if (dwError)
+                return dwError;
+            if (dwOne == 0)
+                break;
+            if (qwCapacity >= kMaxReadToEnd)
+                return EFBIG;
+            uint64_t qwNew = qwCapacity * 2 > kMaxReadToEnd ? kMaxReadToEnd : qwCapacity * 2;
+            std::unique_ptr<unsigned char[]> spMore(new unsigned char[qwNew]);
+            std::memcpy(spMore.get(), spData.get(), qwLen);
+            spData.swap(spMore);
+            qwCapacity = qwNew;
+            spData[qwLen++] = c;
+        }
+        uint64_t qwRoom = qwCapacity - qwLen;
+        uint32_t dwChunk = qwRoom > 0x40000000u ? 0x40000000u : static_cast<uint32_t>(qwRoom);
+        uint32_t dwRead = 0;
+        uint32_t dwError = ReadFile(hFile, spData.get() + qwLen, dwChunk, dwRead);
+        if (dwError)
+            return dwError;
+        qwLen += dwRead;
+        if (dwRead < dwChunk)
+            break;
+    }
+    pData = spData.release();
+    dwLen = static_cast<uint32_t>(qwLen);
+    return 0;
+}
+
+FileHandle StandardOutput()
+{
+    return STDOUT_FILENO;
 }
 
 void CloseFile(FileHandle& hFile)
@@ -310,6 +383,22 @@ void BackgroundFileIo::Run()
 }
 
 // ---- code pages ----------------------------------------------------------------------------
+
+// ---- memory --------------------------------------------------------------------------------
+
+void AdviseLargePages(void* p, size_t nLen)
+{
+#if defined(MADV_HUGEPAGE) && !defined(__SANITIZE_ADDRESS__)
+    const uintptr_t kLarge = 2 * 1024 * 1024;
+    uintptr_t uBegin = (reinterpret_cast<uintptr_t>(p) + kLarge - 1) & ~(kLarge - 1);
+    uintptr_t uEnd = (reinterpret_cast<uintptr_t>(p) + nLen) & ~(kLarge - 1);
+    if (uEnd > uBegin)
+        ::madvise(reinterpret_cast<void*>(uBegin), uEnd - uBegin, MADV_HUGEPAGE);
+#else
+    (void)p;
+    (void)nLen;
+#endif
+}
 
 bool IsUtf8CodePage(unsigned int uCodePage)
 {

@@ -30,12 +30,25 @@ bool HasDebugSink();
 uint32_t OpenFileForRead(const char* lpFileName, FileHandle& hFile);      // must exist, shared for readers
 uint32_t CreateFileForWrite(const char* lpFileName, FileHandle& hFile);   // create or truncate
 uint32_t GetFileSize32(FileHandle hFile, uint32_t& dwSize);               // fails above 4 GiB - 1
-// Reads until dwLen bytes or the end; dwRead tells how many arrived.
+// Reads until dwLen bytes or the end; dwRead tells how many arrived. On a handle without
+// offsets (a pipe, a terminal) the At form reads on from where the handle stands, so that a
+// caller going front to back works on either.
 uint32_t ReadFile(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint32_t& dwRead);
 uint32_t ReadFileAt(FileHandle hFile, void* pBuffer, uint32_t dwLen, uint64_t qwOffset, uint32_t& dwRead);
-// Writes all bytes or fails.
+// The largest content ReadToEnd hands out: what a 32-bit length holds, less the one value
+// GetFileSize32 keeps apart.
+const uint32_t kMaxReadToEnd = 0xFFFFFFFEu;
+// Reads everything from where the handle stands to the end of the file: a regular file by its
+// size, anything else (a pipe, /dev/stdin, a file under /proc that reports size 0) chunk by
+// chunk. pData comes from new[] and is the caller's on success (never null, also for no
+// bytes); more than kMaxReadToEnd bytes give EFBIG.
+uint32_t ReadToEnd(FileHandle hFile, unsigned char*& pData, uint32_t& dwLen);
+// Writes all bytes or fails. On a handle without offsets the At form writes where the handle
+// stands, as the plain form does.
 uint32_t WriteFile(FileHandle hFile, const void* pData, size_t nLen);
 uint32_t WriteFileAt(FileHandle hFile, const void* pData, size_t nLen, uint64_t qwOffset);
+// The process's standard output; never to be closed by the library.
+FileHandle StandardOutput();
 void CloseFile(FileHandle& hFile);  // sets the handle to kInvalidFile; safe on an invalid handle
 
 // One background operation at a time on one file: the caller starts a read or a write and
@@ -74,6 +87,13 @@ private:
 
     std::unique_ptr<State> m_p;  // the worker and its hand-over, out of the header
 };
+
+// ---- memory --------------------------------------------------------------------------------
+
+// Tells the host that the whole pages inside [p, p + nLen) will be used soon and densely, so
+// that it may back them with large pages. Only a hint: nothing happens where the host has no
+// such pages or declines.
+void AdviseLargePages(void* p, size_t nLen);
 
 // ---- code pages ----------------------------------------------------------------------------
 

@@ -77,7 +77,19 @@ CBinaryData CTextStream::GetEncodedData()
 
 CFileTextStream::CFileTextStream(const char* lpFileName, XmlEncoding eEncoding)
     : CTextStream("CFileTextStream", eEncoding), m_strFileName(lpFileName ? lpFileName : ""), m_qwFilePos(0),
-      m_hFile(Platform::kInvalidFile), m_pOverlapped(new Platform::BackgroundFileIo)
+      m_hFile(Platform::kInvalidFile), m_hBorrowed(Platform::kInvalidFile),
+      m_pOverlapped(new Platform::BackgroundFileIo)
+{
+}
+
+CFileTextStream::CFileTextStream(Platform::FileHandle hFile, const char* lpName, XmlEncoding eEncoding)
+    : CTextStream("CFileTextStream", eEncoding), m_strFileName(lpName ? lpName : ""), m_qwFilePos(0),
+      m_hFile(Platform::kInvalidFile), m_hBorrowed(hFile), m_pOverlapped(new Platform::BackgroundFileIo)
+{
+}
+
+CStandardOutputTextStream::CStandardOutputTextStream(XmlEncoding eEncoding)
+    : CFileTextStream(Platform::StandardOutput(), "standard output", eEncoding)
 {
 }
 
@@ -92,7 +104,10 @@ void CFileTextStream::CloseHandles()
 {
     uint64_t qwIgnored;
     m_pOverlapped->Wait(qwIgnored);
-    Platform::CloseFile(m_hFile);
+    if (m_hBorrowed == Platform::kInvalidFile)
+        Platform::CloseFile(m_hFile);
+    else
+        m_hFile = Platform::kInvalidFile;
 }
 
 void CFileTextStream::Start()
@@ -100,23 +115,24 @@ void CFileTextStream::Start()
     CloseHandles();
     m_buffer.Reset();
     m_pending.Clear();
-    uint32_t dwError = Platform::CreateFileForWrite(m_strFileName.c_str(), m_hFile);
+    uint32_t dwError = 0;
+    if (m_hBorrowed == Platform::kInvalidFile)
+        dwError = Platform::CreateFileForWrite(m_strFileName.c_str(), m_hFile);
+    else
+        m_hFile = m_hBorrowed;
     if (dwError)
         throw CKrException(FormatString("Failed to write data to the file [%s] error [0x%08X]", m_strFileName.c_str(),
                                         static_cast<unsigned int>(dwError)));
     dwError = m_pOverlapped->Prepare();
     if (dwError)
     {
-        Platform::CloseFile(m_hFile);
+        CloseHandles();
         throw CKrException(FormatString("Failed to create event for file overlap [%s] error [0x%08X]",
                                         m_strFileName.c_str(), static_cast<unsigned int>(dwError)));
     }
     m_qwFilePos = 0;
     if (m_eEncoding == XmlEncoding_UTF16 || m_eEncoding == XmlEncoding_UTF16NoDecl)
-    {
-        static const unsigned char kByteOrderMark[2] = {0xFF, 0xFE};
-        m_pOverlapped->StartWrite(m_hFile, kByteOrderMark, 2, 0);
-    }
+        m_pOverlapped->StartTask(&CFileTextStream::WriteByteOrderMark, this);
 }
 
 uint64_t CFileTextStream::WaitForWrite()
@@ -184,7 +200,11 @@ uint32_t CFileTextStream::EncodeAndWrite(void* pArg, uint64_t& qwWritten)
             pBytes = pThis->m_pending.GetData();
             nBytes = pThis->m_pending.GetLength();
         }
-        uint32_t dwError = Platform::WriteFileAt(pThis->m_hFile, pBytes, nBytes, pThis->m_qwFilePos);
+        // A handle of the caller's is written where it stands: standard output may be a file
+        // with something in it already, or one opened for appending.
+        uint32_t dwError = pThis->m_hBorrowed == Platform::kInvalidFile
+                               ? Platform::WriteFileAt(pThis->m_hFile, pBytes, nBytes, pThis->m_qwFilePos)
+                               : Platform::WriteFile(pThis->m_hFile, pBytes, nBytes);
         if (dwError == 0)
             qwWritten = nBytes;
         return dwError;
@@ -197,6 +217,19 @@ uint32_t CFileTextStream::EncodeAndWrite(void* pArg, uint64_t& qwWritten)
     {
         return EFBIG;  // a block beyond the byte buffer's 4 GB
     }
+}
+
+uint32_t CFileTextStream::WriteByteOrderMark(void* pArg, uint64_t& qwWritten)
+{
+    static const unsigned char kByteOrderMark[2] = {0xFF, 0xFE};
+    CFileTextStream* pThis = static_cast<CFileTextStream*>(pArg);
+    qwWritten = 0;
+    uint32_t dwError = pThis->m_hBorrowed == Platform::kInvalidFile
+                           ? Platform::WriteFileAt(pThis->m_hFile, kByteOrderMark, 2, 0)
+                           : Platform::WriteFile(pThis->m_hFile, kByteOrderMark, 2);
+    if (dwError == 0)
+        qwWritten = 2;
+    return dwError;
 }
 
 void CFileTextStream::End()

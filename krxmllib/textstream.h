@@ -85,19 +85,34 @@ public:
     // that handing over to the worker costs little per byte.
     static const size_t kBlockSize = 0x10000;
 
+protected:
+    // Writes to a handle of the caller's, which it neither opens nor closes, front to back from
+    // where the handle stands; lpName names it in messages.
+    CFileTextStream(Platform::FileHandle hFile, const char* lpName, XmlEncoding eEncoding);
+
 private:
     void WriteBlock();
     uint64_t WaitForWrite();
     void CloseHandles();
     static uint32_t EncodeAndWrite(void* pThis, uint64_t& qwWritten);
+    static uint32_t WriteByteOrderMark(void* pThis, uint64_t& qwWritten);
 
     std::string m_strFileName;
     CStringBuffer m_blockInFlight;   // the text of the write in flight
     CBinaryData m_pending;           // its bytes, where they differ from the text
     uint64_t m_qwFilePos;            // offset of the next write
     Platform::FileHandle m_hFile;
+    Platform::FileHandle m_hBorrowed;  // the caller's handle, or kInvalidFile for a named file
     // Declared last, so that its worker has stopped before the buffers it reads are freed.
     std::unique_ptr<Platform::BackgroundFileIo> m_pOverlapped;
+};
+
+// Puts the text out on the process's standard output block by block, as CFileTextStream does
+// for a file, so that output of any size costs one block of memory. Standard output stays open.
+class KRXML_API CStandardOutputTextStream : public CFileTextStream
+{
+public:
+    explicit CStandardOutputTextStream(XmlEncoding eEncoding);
 };
 
 } // namespace KrXmlLib16

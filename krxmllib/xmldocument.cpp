@@ -1,6 +1,7 @@
 #include "xmldocument.h"
 
 #include <cassert>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -497,21 +498,14 @@ void CXmlDocument::ReadFileToBuffer(const char* lpFileName)
     uint32_t dwError = Platform::OpenFileForRead(lpName, hFile);
     if (dwError)
         throw CKrException(FormatString("Failed to open the file [%s] Error [0x%08x]", lpName, dwError));
-    uint32_t dwSize = 0;
-    dwError = Platform::GetFileSize32(hFile, dwSize);
-    if (dwError)
-    {
-        Platform::CloseFile(hFile);
-        throw CKrException(FormatString("Failed to get the size of the file [%s] Error [0x%08x]", lpName, dwError));
-    }
-    m_pBuffer = new unsigned char[dwSize ? dwSize : 1];
-    m_dwBufferLen = dwSize;
-    uint32_t dwRead = 0;
-    dwError = Platform::ReadFile(hFile, m_pBuffer, dwSize, dwRead);
+    // To its end, whatever its size says: a pipe or a file under /proc reports none.
+    dwError = Platform::ReadToEnd(hFile, m_pBuffer, m_dwBufferLen);
     Platform::CloseFile(hFile);
-    if (dwError || dwRead != dwSize)
+    if (dwError == EFBIG)
+        throw CKrException(FormatString("Failed to get the size of the file [%s] Error [0x%08x]", lpName, dwError));
+    if (dwError)
         throw CKrException(FormatString("Failed to read the contents of the file [%s] Error [0x%08x]", lpName,
-                                        dwError ? dwError : 0x26u /* reached the end early */));
+                                        dwError));
 }
 
 void CXmlDocument::Parse()

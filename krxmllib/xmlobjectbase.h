@@ -198,13 +198,17 @@ protected:
     static void FireOnCollectionRemoveEvent(IEventSink* pSink, CXmlCollectionBase* pCol, int iIndex);
     static void FireOnCollectionRemoveCompleteEvent(IEventSink* pSink, CXmlCollectionBase* pCol, int iIndex);
 
-private:
-    // Shared body of the XML text writers: a text writer on the stream, the object walked.
+public:
+    // The body of every XML text writer: a text writer on the stream, the object walked. A
+    // caller's own stream (one that puts each block out as it fills, such as
+    // CStandardOutputTextStream) gets the document in the stream's encoding while it is made.
     void WriteXmlDocument(CTextStream& stream, bool bIncludeDocHeader, bool bFormatted, EOLType eEOL,
                           const CSerializationContext& ctx) const;
     // The same for JSON: the JSON writer on the stream, the object walked inside the braces of
     // the document.
     void WriteJsonDocument(CTextStream& stream, bool bFormatted, EOLType eEOL, const CSerializationContext& ctx) const;
+
+private:
 
     // Shared tail of every byte and file reader: the document is loaded, the tree walked.
     template <typename LoadFn>

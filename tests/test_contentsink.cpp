@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "elementbuilder.h"
 #include "expatreader.h"
 #include "krxmllib.h"
 #include "xmlcontentsink.h"
@@ -162,6 +163,55 @@ TEST(ContentSink, DocumentSendsItsInputToAnotherReceiver)
     doc.LoadXml(kDoc);
     ASSERT_NE(nullptr, doc.GetDocumentElement());
     EXPECT_EQ("t1<![CDATA[<z>]]>t2t3", doc.GetDocumentElement()->GetText());
+}
+
+// The public builder fed by a document: the tree of the element's own reading road, and with
+// indentation dropped, the blank text of elements with children gone while text of leaves,
+// and text that isn't blank, stays.
+TEST(ContentSink, ElementBuilderGivesTheTreeOfTheReadingRoad)
+{
+    const char kIndented[] = "<r xmlns=\"urn:a\">\n  <c> </c>\n  <d>\n    <e/>\n  </d>\n  <f>\n  x <g/>\n  </f>\n</r>";
+    CSmartPtr<CElement> spRoad(new CElement(""));
+    spRoad->FromXml(kIndented, CSerializationContext::GetDefaultContext());
+    struct Row
+    {
+        bool bDrop;
+        std::vector<std::string> texts;  // of r, c, d, e, f, g in document order
+    } rows[] = {
+        {false, {"\n  \n  \n  \n", " ", "\n    \n  ", "", "\n  x \n  ", ""}},
+        {true, {"", " ", "", "", "\n  x \n  ", ""}},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.bDrop ? "dropped" : "kept");
+        CSmartPtr<CElement> spRoot(new CElement(""));
+        CElementBuilder builder(*spRoot);
+        builder.SetDropIndentation(row.bDrop);
+        EXPECT_FALSE(builder.RootSeen());
+        CXmlDocument doc;
+        doc.SetContentSink(&builder);
+        doc.LoadXml(kIndented);
+        EXPECT_TRUE(builder.RootSeen());
+        EXPECT_EQ(nullptr, doc.GetDocumentElement());
+        std::vector<std::string> texts;
+        std::vector<CElement*> work{spRoot};
+        while (!work.empty())
+        {
+            CElement* p = work.front();
+            work.erase(work.begin());
+            texts.push_back(p->GetText());
+            std::vector<CElement*> children;
+            for (CElement* c : *p->GetChildElements())
+                children.push_back(c);
+            work.insert(work.begin(), children.begin(), children.end());
+        }
+        EXPECT_EQ(row.texts, texts);
+        if (!row.bDrop)
+        {
+            EXPECT_EQ(spRoad->ToXml(false, false, EOLType_LF, CSerializationContext()),
+                      spRoot->ToXml(false, false, EOLType_LF, CSerializationContext()));
+        }
+    }
 }
 
 } // namespace

@@ -358,7 +358,7 @@ TEST(JsonTextWriter, RefusalsCommentsAndFlushes)
     EXPECT_KR_THROW(Json([](CJsonTextWriter& w) { w.WriteComment("a */ b"); }), CKrException,
                     "A comment can not contain \"*/\"");
 
-    // Flushes at 4096 bytes and more, in the header, element starts and comments alone.
+    // Flushes at 4096 bytes and more, in the header, element starts and ends, and comments.
     CFlushRecorder flushes;
     CJsonTextWriter w(&flushes);
     w.SetFormatted(false);
@@ -369,11 +369,11 @@ TEST(JsonTextWriter, RefusalsCommentsAndFlushes)
     w.WriteElementText("t", ItemType_string, false);
     w.StartElement("c", "");                                // 9128
     w.WriteElementText(std::string(9000, 'y'), ItemType_string, false);
-    w.EndElement();
-    w.EndElement();
+    w.EndElement();                                         // 18130
+    w.EndElement();                                         // 18131
     w.WriteComment("c");                                    // 18139
     w.WriteFooter();
-    EXPECT_EQ((std::vector<size_t>{4100, 9128, 18139}), flushes.m_flushes);
+    EXPECT_EQ((std::vector<size_t>{4100, 9128, 18130, 18131, 18139}), flushes.m_flushes);
 }
 
 // ---- the roads of bound objects ----
