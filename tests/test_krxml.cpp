@@ -271,7 +271,21 @@ TEST_F(Krxml, DeepDocumentThroughStandardInput)
             EXPECT_EQ("krxml: error: Elements are nested more than 10000 levels deep, the limit set by "
                       "CKrLimits::SetMaxDepth, at line 1\n",
                       run.strErr);
+            // A raised cap reads it; a lower one refuses sooner.
+            run = RunTool("convert - --no-format --no-declaration --max-depth 200000", strIn);
+            ASSERT_EQ(0, run.iExit) << run.strErr;
+            EXPECT_EQ(static_cast<size_t>(nDepth - 1) * 7 + 4, run.strOut.size());
+            run = RunTool("convert - --no-format --max-depth 50", strIn);
+            EXPECT_EQ("krxml: error: Elements are nested more than 50 levels deep, the limit set by "
+                      "CKrLimits::SetMaxDepth, at line 1\n",
+                      run.strErr);
         }
+    }
+    for (const char* lpBad : {"-1", "x", "", "4294967296"})
+    {
+        ToolRun run = RunTool((std::string("convert - --max-depth '") + lpBad + "'").c_str(), TempPath("deep.xml"));
+        EXPECT_EQ(2, run.iExit) << lpBad;
+        EXPECT_NE(std::string::npos, run.strErr.find("--max-depth takes a number of levels")) << lpBad;
     }
 }
 

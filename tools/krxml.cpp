@@ -5,9 +5,11 @@
 // Exit codes: 0 success, 1 the library refused the input or the output (its message and the
 // path of the item go to standard error), 2 a usage error.
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <exception>
@@ -66,6 +68,9 @@ const char kUsage[] =
     "  --zlib                  compress the output as a zlib stream; standard output only\n"
     "  --keep-whitespace       keep whitespace-only text of elements that have child elements\n"
     "                          (by default it is taken for indentation and dropped)\n"
+    "  --max-depth N           refuse input whose elements nest deeper than N levels (default:\n"
+    "                          10000; 0: no limit). Formatted output of deep input is large:\n"
+    "                          its indent grows with the depth\n"
     "\n"
     "The output keeps elements, attributes, namespaces and the text of each element. It drops\n"
     "comments, processing instructions and the document type, writes CDATA sections as plain\n"
@@ -119,6 +124,7 @@ struct Options
     bool bDeclaration = true;
     bool bKeepWhitespace = false;
     CompressionType eCompression = CompressionType_None;
+    uint32_t dwMaxDepth = CKrLimits::kDefaultMaxDepth;
 };
 
 struct UsageError
@@ -216,6 +222,17 @@ Options ParseArguments(int argc, char** argv)
             opt.bDeclaration = false;
         else if (strArg == "--keep-whitespace")
             opt.bKeepWhitespace = true;
+        else if (strArg == "--max-depth")
+        {
+            std::string strDepth = value("a number of levels");
+            char* pEnd = nullptr;
+            errno = 0;
+            unsigned long long ull = std::strtoull(strDepth.c_str(), &pEnd, 10);
+            if (strDepth.empty() || !std::isdigit(static_cast<unsigned char>(strDepth[0])) || *pEnd || errno ||
+                ull > 0xFFFFFFFFull)
+                throw UsageError{"--max-depth takes a number of levels from 0 to 4294967295, not '" + strDepth + "'"};
+            opt.dwMaxDepth = static_cast<uint32_t>(ull);
+        }
         else if (strArg == "--gzip" || strArg == "--zlib")
         {
             CompressionType e = strArg == "--gzip" ? CompressionType_GZip : CompressionType_ZLib;
@@ -812,6 +829,7 @@ void WriteToStandardOutput(const CBinaryData& data)
 
 int Convert(const Options& opt)
 {
+    CKrLimits::SetMaxDepth(opt.dwMaxDepth);
     CSerializationContext ctx;
     ctx.SetIndentChars(opt.strIndent.c_str());
     if (!opt.strRootName.empty())
