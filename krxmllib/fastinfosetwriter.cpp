@@ -611,7 +611,7 @@ const std::string& CFastInfosetWriter::PrefixInPendingScope(const std::string& s
     const std::string& strAlias = pPending->GetNamespaceMapValue(strNamespace);
     if (!strAlias.empty())
         return strAlias;
-    std::string strNew = GenerateNamespaceAlias(pPending->GetNamespaceMap());
+    std::string strNew = pPending->GenerateNamespaceAlias();
     pPending->SetNamespaceMapValue(strNamespace, strNew);
     if (m_nDeclarations == m_declarations.size())
         m_declarations.emplace_back();
