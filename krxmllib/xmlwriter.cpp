@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <cassert>
 #include <functional>
@@ -755,11 +756,11 @@ const size_t kLinearTagAttributes = 8;
 // An attribute index larger than this isn't kept for the next tag.
 const size_t kKeptAttributeIndex = 1024;
 
-size_t HashAttributeName(const std::string& strName, const std::string& strNamespace)
+size_t HashAttributeName(std::string_view name, std::string_view ns)
 {
-    size_t h = HashText(strName);
-    if (!strNamespace.empty())
-        h ^= HashText(strNamespace) * 31 + 0x9E3779B9u;
+    size_t h = std::hash<std::string_view>()(name);
+    if (!ns.empty())
+        h ^= std::hash<std::string_view>()(ns) * 31 + 0x9E3779B9u;
     return h;
 }
 
@@ -768,11 +769,17 @@ size_t HashAttributeName(const std::string& strName, const std::string& strNames
 void CXmlWriter::ClearTagAttributes()
 {
     m_nTagAttributes = 0;
+    m_tagAttributeText.clear();
     if (!m_bAttributeIndexInUse)
         return;
     m_bAttributeIndexInUse = false;
     if (m_attributeIndex.size() > kKeptAttributeIndex)
+    {
+        // What one very large tag needed isn't kept for all the tags after it.
         std::vector<uint32_t>().swap(m_attributeIndex);
+        std::vector<CTagAttribute>().swap(m_tagAttributes);
+        std::string().swap(m_tagAttributeText);
+    }
     else
         std::fill(m_attributeIndex.begin(), m_attributeIndex.end(), 0u);
 }
@@ -797,7 +804,9 @@ void CXmlWriter::IndexTagAttribute(size_t nPosition)
     }
     const size_t nMask = m_attributeIndex.size() - 1;
     const CTagAttribute& attr = m_tagAttributes[nPosition];
-    size_t h = HashAttributeName(attr.strName, attr.strNamespace) & nMask;
+    const char* p = m_tagAttributeText.data() + attr.nStart;
+    size_t h = HashAttributeName(std::string_view(p, attr.nNameLen),
+                                 std::string_view(p + attr.nNameLen, attr.nNamespaceLen)) & nMask;
     while (m_attributeIndex[h] != 0)
         h = (h + 1) & nMask;
     m_attributeIndex[h] = static_cast<uint32_t>(nPosition + 1);
@@ -807,14 +816,17 @@ bool CXmlWriter::IsRepeatedAttribute(const std::string& strName, const std::stri
                                      const std::string& strValue)
 {
     const CTagAttribute* pSeen = nullptr;
+    auto same = [&](const CTagAttribute& seen) {
+        const char* p = m_tagAttributeText.data() + seen.nStart;
+        return seen.nNameLen == strName.size() && seen.nNamespaceLen == strNamespace.size() &&
+               std::memcmp(p, strName.data(), strName.size()) == 0 &&
+               std::memcmp(p + seen.nNameLen, strNamespace.data(), strNamespace.size()) == 0;
+    };
     if (!m_bAttributeIndexInUse)
     {
         for (size_t i = 0; i < m_nTagAttributes && !pSeen; ++i)
-        {
-            const CTagAttribute& seen = m_tagAttributes[i];
-            if (seen.strName == strName && seen.strNamespace == strNamespace)
-                pSeen = &seen;
-        }
+            if (same(m_tagAttributes[i]))
+                pSeen = &m_tagAttributes[i];
     }
     else
     {
@@ -824,29 +836,37 @@ bool CXmlWriter::IsRepeatedAttribute(const std::string& strName, const std::stri
             uint32_t uEntry = m_attributeIndex[h];
             if (uEntry == 0)
                 break;
-            const CTagAttribute& seen = m_tagAttributes[uEntry - 1];
-            if (seen.strName == strName && seen.strNamespace == strNamespace)
+            if (same(m_tagAttributes[uEntry - 1]))
             {
-                pSeen = &seen;
+                pSeen = &m_tagAttributes[uEntry - 1];
                 break;
             }
         }
     }
     if (pSeen)
     {
-        if (pSeen->strValue != strValue)
+        const char* pValue = m_tagAttributeText.data() + pSeen->nStart + pSeen->nNameLen + pSeen->nNamespaceLen;
+        if (std::string_view(pValue, pSeen->nValueLen) != std::string_view(strValue))
             throw CKrException(FormatString("The attribute [%s] is written twice on one element, as [%s] and as [%s]",
-                                            strName.c_str(), pSeen->strValue.c_str(), strValue.c_str()));
+                                            strName.c_str(), std::string(pValue, pSeen->nValueLen).c_str(),
+                                            strValue.c_str()));
         return true;
     }
     if (m_nTagAttributes >= 0xFFFFFFFEu)
         throw CKrException("Too many attributes on one element");
     if (m_nTagAttributes == m_tagAttributes.size())
         m_tagAttributes.emplace_back();
-    CTagAttribute& entry = m_tagAttributes[m_nTagAttributes];
-    entry.strName.assign(strName);
-    entry.strNamespace.assign(strNamespace);
-    entry.strValue.assign(strValue);
+    const size_t nStart = m_tagAttributeText.size();
+    try
+    {
+        m_tagAttributeText.append(strName).append(strNamespace).append(strValue);
+    }
+    catch (...)
+    {
+        m_tagAttributeText.resize(nStart);
+        throw;
+    }
+    m_tagAttributes[m_nTagAttributes] = CTagAttribute{nStart, strName.size(), strNamespace.size(), strValue.size()};
     if (m_bAttributeIndexInUse || m_nTagAttributes + 1 > kLinearTagAttributes)
         IndexTagAttribute(m_nTagAttributes);
     ++m_nTagAttributes;

@@ -191,15 +191,18 @@ protected:
     std::vector<CXmlWriterContext*> m_contextPool;
 
 private:
+    // An attribute of the open start tag: its name, namespace and value lie back to back in
+    // m_tagAttributeText, so that a tag with very many costs no allocation per attribute.
     struct CTagAttribute
     {
-        std::string strName;
-        std::string strNamespace;
-        std::string strValue;
+        size_t nStart;
+        size_t nNameLen;
+        size_t nNamespaceLen;
+        size_t nValueLen;
     };
-    // The attributes of the open start tag; entries past the count keep their storage.
     std::vector<CTagAttribute> m_tagAttributes;
     size_t m_nTagAttributes = 0;
+    std::string m_tagAttributeText;
     // Past a few attributes, a hash index over them (entry: position + 1, 0 for none; the
     // size a power of two), so that a tag with very many isn't searched linearly for each.
     std::vector<uint32_t> m_attributeIndex;
