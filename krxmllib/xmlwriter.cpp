@@ -147,6 +147,14 @@ public:
     // element whose start failed.
     void Unwind(int nLevel)
     {
+        // Inline: most elements declare nothing, and this is all they cost.
+        if (!m_bindings.empty() && m_bindings.back().nLevel > nLevel)
+            UnwindBindings(nLevel);
+    }
+
+private:
+    void UnwindBindings(int nLevel)
+    {
         while (!m_bindings.empty() && m_bindings.back().nLevel > nLevel)
         {
             const Binding& b = m_bindings.back();
@@ -159,6 +167,7 @@ public:
         }
     }
 
+public:
     // The alias in force for the namespace as seen from level nLevel, or null. Bindings of
     // deeper levels still on the stack are passed over.
     const std::string* Find(const std::string& strNamespace, int nLevel) const
