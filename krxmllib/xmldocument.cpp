@@ -688,6 +688,7 @@ std::string CXmlDocument::LookupNamespaceFromAlias(const char* lpAlias) const
 
 std::string CXmlDocument::LookupAliasFromNamespace(const char* lpNamespace) const
 {
+    std::lock_guard<std::mutex> lock(m_namespaceToAliasLock);
     if (m_bNamespaceToAliasStale)
     {
         m_namespaceToAlias.clear();

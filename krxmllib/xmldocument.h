@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -163,6 +164,7 @@ private:
     // document with many prefixes doesn't scan all aliases each time.
     mutable std::unordered_map<std::string, std::string> m_namespaceToAlias;
     mutable bool m_bNamespaceToAliasStale = true;
+    mutable std::mutex m_namespaceToAliasLock;  // readers of a loaded document may be several
     unsigned char* m_pBuffer;
     uint32_t m_dwBufferLen;
     SchemaType m_eSchemaType;
