@@ -1,7 +1,9 @@
 #include "binarydata.h"
 
 #include <cassert>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <memory>
 #include <utility>
 
@@ -12,7 +14,9 @@
 
 namespace KrXmlLib16 {
 
-// The shared block. Never changed while more than one CBinaryData holds it.
+// The shared block. Never changed while more than one CBinaryData holds it. Its bytes come
+// from malloc, so that growing can extend them in place (large blocks are moved by remapping,
+// not copied), or were adopted from array new, as the public constructor promises.
 class CBinaryDataBuffer
 {
 public:
@@ -22,14 +26,29 @@ public:
     {
         if (dwLen > 0x7FFFFFFFu)
             m_dwAllocated = dwLen;
-        m_lpData.reset(new unsigned char[m_dwAllocated]);
-        std::memcpy(m_lpData.get(), pData, dwLen);
+        m_lpData = static_cast<unsigned char*>(std::malloc(m_dwAllocated));
+        if (!m_lpData)
+            throw std::bad_alloc();
+        std::memcpy(m_lpData, pData, dwLen);
     }
     // Adopt.
-    CBinaryDataBuffer(unsigned char* pData, uint32_t dwLen, bool)
-        : m_lpData(pData), m_dwLen(dwLen), m_dwAllocated(dwLen), m_refCount(1)
+    CBinaryDataBuffer(unsigned char* pData, uint32_t dwLen, bool bArrayNew)
+        : m_lpData(pData), m_bArrayNew(bArrayNew), m_dwLen(dwLen), m_dwAllocated(dwLen), m_refCount(1)
     {
     }
+    ~CBinaryDataBuffer() { Free(m_lpData, m_bArrayNew); }
+    CBinaryDataBuffer(const CBinaryDataBuffer&) = delete;
+    CBinaryDataBuffer& operator=(const CBinaryDataBuffer&) = delete;
+
+    static void Free(unsigned char* p, bool bArrayNew)
+    {
+        if (bArrayNew)
+            FreeArray(p);
+        else
+            std::free(p);
+    }
+    // Out of line: inlined, the compiler can't tell the two kinds of block apart and warns.
+    static void FreeArray(unsigned char* p);
 
     void AddRef()
     {
@@ -54,23 +73,29 @@ public:
         CKRLock lock(m_cs);
         if (m_refCount < 2)
             return this;
-        CBinaryDataBuffer* pCopy = new CBinaryDataBuffer(m_lpData.get(), m_dwLen);
+        CBinaryDataBuffer* pCopy = new CBinaryDataBuffer(m_lpData, m_dwLen);
         --m_refCount;  // the lock is recursive; Release would take it again
         return pCopy;
     }
 
-    // Gives up the bytes; the caller then deletes the block.
+    // Gives up the bytes, as an array from array new; the caller then deletes the block.
     unsigned char* Detach()
     {
         CKRLock lock(m_cs);
-        --m_refCount;
-        if (m_refCount > 0)
+        if (m_refCount > 1)
+            throw CKrException(FormatString("Failed to release data. [RefCount=%d]", static_cast<int>(m_refCount - 1)));
+        unsigned char* p = m_lpData;
+        if (!m_bArrayNew)
         {
-            int32_t lCount = m_refCount;
-            ++m_refCount;
-            throw CKrException(FormatString("Failed to release data. [RefCount=%d]", static_cast<int>(lCount)));
+            // The caller frees with delete[]: bytes from malloc go over in a copy.
+            p = new unsigned char[m_dwLen ? m_dwLen : 1];
+            std::memcpy(p, m_lpData, m_dwLen);
+            std::free(m_lpData);
         }
-        return m_lpData.release();
+        m_lpData = nullptr;
+        m_bArrayNew = false;
+        --m_refCount;
+        return p;
     }
 
     void Append(const unsigned char* pData, uint32_t dwLen)
@@ -85,39 +110,78 @@ public:
         if (dwNew > m_dwAllocated)
         {
             uint32_t dwAlloc = dwNew > 0x7FFFFFFFu ? 0xFFFFFFFFu : 2 * dwNew;
-            std::unique_ptr<unsigned char[]> spNew(new unsigned char[dwAlloc]);
-            std::memcpy(spNew.get(), m_lpData.get(), m_dwLen);
             // The new bytes may lie inside the old array (a caller appending a piece of its
-            // own data): copy them before that array goes.
-            std::memcpy(spNew.get() + m_dwLen, pData, dwLen);
-            m_lpData = std::move(spNew);
+            // own data): found again by their offset once the array has moved.
+            const bool bInside = pData >= m_lpData && pData < m_lpData + m_dwLen;
+            const size_t nOffset = bInside ? static_cast<size_t>(pData - m_lpData) : 0;
+            unsigned char* pNew;
+            if (m_bArrayNew)
+            {
+                pNew = static_cast<unsigned char*>(std::malloc(dwAlloc));
+                if (!pNew)
+                    throw std::bad_alloc();
+                std::memcpy(pNew, m_lpData, m_dwLen);
+                FreeArray(m_lpData);
+                m_bArrayNew = false;
+            }
+            else
+            {
+                pNew = static_cast<unsigned char*>(std::realloc(m_lpData, dwAlloc));
+                if (!pNew)
+                    throw std::bad_alloc();
+            }
+            m_lpData = pNew;
             m_dwAllocated = dwAlloc;
+            if (bInside)
+                pData = m_lpData + nOffset;
         }
-        else
-            std::memmove(m_lpData.get() + m_dwLen, pData, dwLen);
+        std::memmove(m_lpData + m_dwLen, pData, dwLen);
         m_dwLen = dwNew;
     }
 
-    std::unique_ptr<unsigned char[]> m_lpData;
+    unsigned char* m_lpData = nullptr;
+    bool m_bArrayNew = false;
     uint32_t m_dwLen;
     uint32_t m_dwAllocated;
     int32_t m_refCount;
     CKRCriticalSection m_cs;
 };
 
+__attribute__((noinline)) void CBinaryDataBuffer::FreeArray(unsigned char* p)
+{
+    delete[] p;
+}
+
 namespace {
 
 // Takes over pData; frees it if the record can't be made, so that a caller that has handed it
 // over can't leak it.
-CBinaryDataBuffer* AdoptBuffer(unsigned char* pData, uint32_t dwLen)
+CBinaryDataBuffer* AdoptBuffer(unsigned char* pData, uint32_t dwLen, bool bArrayNew)
 {
-    std::unique_ptr<unsigned char[]> owned(pData);
-    CBinaryDataBuffer* pBuffer = new CBinaryDataBuffer(pData, dwLen, true);
-    owned.release();
+    CBinaryDataBuffer* pBuffer;
+    try
+    {
+        pBuffer = new CBinaryDataBuffer(pData, dwLen, bArrayNew);
+    }
+    catch (...)
+    {
+        CBinaryDataBuffer::Free(pData, bArrayNew);
+        throw;
+    }
     return pBuffer;
 }
 
 } // namespace
+
+CBinaryData CBinaryData::AdoptAllocated(unsigned char* data, uint32_t length)
+{
+    CBinaryData result;
+    if (length == 0)
+        std::free(data);
+    else
+        result.m_pBuffer = AdoptBuffer(data, length, false);
+    return result;
+}
 
 CBinaryData::CBinaryData(const CBinaryData& other) : m_pBuffer(other.m_pBuffer)
 {
@@ -133,7 +197,7 @@ CBinaryData::CBinaryData(unsigned char* const data, uint32_t length, bool takeOw
             delete[] data;
         return;
     }
-    m_pBuffer = takeOwnership ? AdoptBuffer(data, length) : new CBinaryDataBuffer(data, length);
+    m_pBuffer = takeOwnership ? AdoptBuffer(data, length, true) : new CBinaryDataBuffer(data, length);
 }
 
 CBinaryData::CBinaryData(const char* text) : m_pBuffer(nullptr)
@@ -170,7 +234,7 @@ CBinaryData::~CBinaryData()
 
 unsigned char* CBinaryData::GetData() const
 {
-    return m_pBuffer ? m_pBuffer->m_lpData.get() : nullptr;
+    return m_pBuffer ? m_pBuffer->m_lpData : nullptr;
 }
 
 uint32_t CBinaryData::GetLength() const
@@ -329,7 +393,7 @@ void CBinaryData::SetAsHexString(const char* text)
     unsigned char* p = nullptr;
     uint32_t n = ConvertToHexData(text, &p);
     if (n)
-        m_pBuffer = AdoptBuffer(p, n);
+        m_pBuffer = AdoptBuffer(p, n, true);
 }
 
 std::string CBinaryData::GetAsBase64() const
@@ -351,7 +415,7 @@ void CBinaryData::SetAsBase64(const char* text)
     uint32_t dwLen = codec.Decode(text, p.get());
     if (dwLen == 0)
         return;
-    m_pBuffer = AdoptBuffer(p.release(), dwLen);
+    m_pBuffer = AdoptBuffer(p.release(), dwLen, true);
 }
 
 } // namespace KrXmlLib16

@@ -21,6 +21,9 @@ public:
     // takeOwnership: adopt data, which must come from array new; else copy it.
     CBinaryData(unsigned char* const data, uint32_t length, bool takeOwnership);
     CBinaryData(const char* text);
+    // Adopts bytes from malloc or realloc, which the data frees with free: the library hands
+    // over output buffers so, without a copy.
+    static CBinaryData AdoptAllocated(unsigned char* data, uint32_t length);
     CBinaryData& operator=(const CBinaryData& other);
     CBinaryData& operator=(CBinaryData&& other) noexcept;
     virtual ~CBinaryData();

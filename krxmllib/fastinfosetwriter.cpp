@@ -611,7 +611,7 @@ const std::string& CFastInfosetWriter::PrefixInPendingScope(const std::string& s
     const std::string& strAlias = pPending->GetNamespaceMapValue(strNamespace);
     if (!strAlias.empty())
         return strAlias;
-    std::string strNew = GenerateNamespaceAlias(pPending->GetNamespaceMap());
+    std::string strNew = pPending->GenerateNamespaceAlias();
     pPending->SetNamespaceMapValue(strNamespace, strNew);
     if (m_nDeclarations == m_declarations.size())
         m_declarations.emplace_back();
@@ -690,7 +690,12 @@ void CFastInfosetWriter::WriteStartTag()
     for (size_t i = 0; i < m_nAttributes; ++i)
     {
         const PendingAttribute& attr = m_attributes[i];
-        AppendQNameBit2(0, attr.strPrefix, attr.strNamespace, attr.strName, m_pVocabulary->m_attributeNameIndices);
+        const char* pNames = m_attributeNames.data() + attr.nNamesStart;
+        m_strScratchName.assign(pNames, attr.nName);
+        m_strScratchNamespace.assign(pNames + attr.nName, attr.nNamespace);
+        m_strScratchPrefix.assign(pNames + attr.nName + attr.nNamespace, attr.nPrefix);
+        AppendQNameBit2(0, m_strScratchPrefix, m_strScratchNamespace, m_strScratchName,
+                        m_pVocabulary->m_attributeNameIndices);
         PutBytes(m_attributeValues.Data() + attr.nValueStart, attr.nValueEnd - attr.nValueStart);
     }
     pPending->m_bFIHeaderDone = m_nAttributes != 0;
@@ -720,6 +725,7 @@ void CFastInfosetWriter::WriteStartTag()
     m_eDefaultDeclaration = Default_Inherited;
     m_nDeclarations = 0;
     m_nAttributes = 0;
+    m_attributeNames.clear();
     m_attributeValues.Truncate(0);
 }
 
@@ -818,15 +824,26 @@ void CFastInfosetWriter::WriteAttribute(const std::string& strName, const std::s
         m_attributeValues.Truncate(nStart);
         throw;
     }
-    if (m_nAttributes == m_attributes.size())
-        m_attributes.emplace_back();
+    const size_t nNamesStart = m_attributeNames.size();
+    try
+    {
+        if (m_nAttributes == m_attributes.size())
+            m_attributes.emplace_back();
+        m_attributeNames.append(strName).append(strNamespace);
+        if (pPrefix)
+            m_attributeNames.append(*pPrefix);
+    }
+    catch (...)
+    {
+        m_attributeNames.resize(nNamesStart);
+        m_attributeValues.Truncate(nStart);
+        throw;
+    }
     PendingAttribute& attr = m_attributes[m_nAttributes++];
-    attr.strName.assign(strName);
-    attr.strNamespace.assign(strNamespace);
-    if (pPrefix)
-        attr.strPrefix.assign(*pPrefix);
-    else
-        attr.strPrefix.clear();
+    attr.nNamesStart = nNamesStart;
+    attr.nName = strName.size();
+    attr.nNamespace = strNamespace.size();
+    attr.nPrefix = pPrefix ? pPrefix->size() : 0;
     attr.nValueStart = nStart;
     attr.nValueEnd = m_attributeValues.Size();
 }

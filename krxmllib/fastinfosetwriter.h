@@ -102,12 +102,15 @@ private:
     };
 
     // An attribute of the element not written yet: its name is written with the element, its
-    // value is encoded at once (so that a failing value fails at its own call) and kept.
+    // value is encoded at once (so that a failing value fails at its own call) and kept. Name,
+    // namespace and prefix lie back to back in m_attributeNames, so that an element with very
+    // many attributes costs no allocation for each.
     struct PendingAttribute
     {
-        std::string strName;
-        std::string strNamespace;
-        std::string strPrefix;
+        size_t nNamesStart;
+        size_t nName;
+        size_t nNamespace;
+        size_t nPrefix;
         size_t nValueStart;
         size_t nValueEnd;
     };
@@ -223,7 +226,10 @@ private:
     size_t m_nDeclarations;
     std::vector<PendingAttribute> m_attributes;  // likewise
     size_t m_nAttributes;
+    std::string m_attributeNames;
     CByteBuffer m_attributeValues;
+    // An attribute's name parts, taken out of m_attributeNames for writing; kept for their storage.
+    std::string m_strScratchName, m_strScratchNamespace, m_strScratchPrefix;
 
     // The default namespace the document declares, by depth of the open elements: the depth
     // of the element that declared it, or -1 for the root's declaration; declared texts by

@@ -424,7 +424,7 @@ void CJsonTextWriter::StartElement(const std::string& strName, const std::string
                 // Only the root may declare: below it a namespace nobody declared has no prefix.
                 if (!bRoot)
                     throw CKrException(FormatString("Unknown Namespace: %s.", strNamespace.c_str()));
-                pNew->SetNamespaceMapValue(strNamespace, GenerateNamespaceAlias(pNew->GetNamespaceMap()));
+                pNew->SetNamespaceMapValue(strNamespace, pNew->GenerateNamespaceAlias());
                 bDeclare = true;
             }
             pNew->m_strPrefix.assign(pNew->GetNamespaceMapValue(strNamespace));

@@ -1,5 +1,8 @@
 #include "serializationcontext.h"
 
+#include <atomic>
+#include <iterator>
+
 #include "attribute.h"
 #include "fastinfosetcontext.h"
 #include "functions.h"
@@ -10,14 +13,52 @@ namespace KrXmlLib16 {
 
 // ---- CNamespaceAliasMap ----
 
+namespace {
+
+std::atomic<uint64_t> g_qwNextAliasMapState{1};
+
+uint64_t NewAliasMapState()
+{
+    return g_qwNextAliasMapState.fetch_add(1, std::memory_order_relaxed);
+}
+
+// The position the last GetNamespaceAt of this thread reached, so that walking a map by index
+// goes on from there instead of from the start. Per thread, as a shared context is read by
+// several at once.
+struct AliasMapCursor
+{
+    uint64_t qwState = 0;
+    int iIndex = 0;
+    std::map<std::string, std::string>::const_iterator it;
+};
+thread_local AliasMapCursor t_aliasMapCursor;
+
+} // namespace
+
+CNamespaceAliasMap::CNamespaceAliasMap() : m_qwState(NewAliasMapState()) {}
+
+CNamespaceAliasMap::CNamespaceAliasMap(const CNamespaceAliasMap& other)
+    : m_map(other.m_map), m_qwState(NewAliasMapState())
+{
+}
+
+CNamespaceAliasMap& CNamespaceAliasMap::operator=(const CNamespaceAliasMap& other)
+{
+    m_map = other.m_map;
+    m_qwState = NewAliasMapState();
+    return *this;
+}
+
 void CNamespaceAliasMap::Add(const char* lpAlias, const char* lpNamespace)
 {
     m_map[lpNamespace ? lpNamespace : ""] = lpAlias ? lpAlias : "";
+    m_qwState = NewAliasMapState();
 }
 
 void CNamespaceAliasMap::RemoveNamespace(const char* lpNamespace)
 {
     m_map.erase(lpNamespace ? lpNamespace : "");
+    m_qwState = NewAliasMapState();
 }
 
 std::string CNamespaceAliasMap::GetNamespaceFromAlias(const char* lpAlias) const
@@ -53,9 +94,16 @@ std::string CNamespaceAliasMap::GetNamespaceAt(int iIndex) const
 {
     if (iIndex < 0 || iIndex >= GetNamespaceCount())
         throw CKrInvalidParamException(FormatString("Index Out of range [%d]", iIndex));
-    auto it = m_map.begin();
-    std::advance(it, iIndex);
-    return it->first;
+    AliasMapCursor& cursor = t_aliasMapCursor;
+    if (cursor.qwState != m_qwState || cursor.iIndex > iIndex)
+    {
+        cursor.qwState = m_qwState;
+        cursor.iIndex = 0;
+        cursor.it = m_map.begin();
+    }
+    std::advance(cursor.it, iIndex - cursor.iIndex);
+    cursor.iIndex = iIndex;
+    return cursor.it->first;
 }
 
 // ---- CSerializationContext ----

@@ -8,6 +8,7 @@
 #ifndef KRXMLLIB_SERIALIZATIONCONTEXT_H
 #define KRXMLLIB_SERIALIZATIONCONTEXT_H
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -27,9 +28,9 @@ class CJsonContext;
 class KRXML_API CNamespaceAliasMap
 {
 public:
-    CNamespaceAliasMap() = default;
-    CNamespaceAliasMap(const CNamespaceAliasMap&) = default;
-    CNamespaceAliasMap& operator=(const CNamespaceAliasMap&) = default;
+    CNamespaceAliasMap();
+    CNamespaceAliasMap(const CNamespaceAliasMap& other);
+    CNamespaceAliasMap& operator=(const CNamespaceAliasMap& other);
     virtual ~CNamespaceAliasMap() = default;
 
     // A second Add for the same namespace replaces its alias.
@@ -42,11 +43,15 @@ public:
     bool DoesNamespaceExist(const char* lpNamespace) const;
     bool DoesAliasExist(const char* lpAlias) const;
     int GetNamespaceCount() const { return static_cast<int>(m_map.size()); }
-    // The iIndex-th namespace in ascending key order; iIndex must be below the count.
+    // The iIndex-th namespace in ascending key order; iIndex must be below the count. Going
+    // through the indexes in order costs nothing in proportion to the count per call.
     std::string GetNamespaceAt(int iIndex) const;
 
 private:
     std::map<std::string, std::string> m_map;
+    // Names this map's contents: a new number from a process-wide counter whenever they change,
+    // so that a position remembered for one state is never taken for another.
+    uint64_t m_qwState;
 };
 
 class KRXML_API CSerializationContext

@@ -1,5 +1,7 @@
 // Output text collected in a chain of equal blocks: appending never moves what is already
-// there, and the whole text is joined into one string only when somebody asks for it.
+// there, and the whole text is joined into one string only when somebody asks for it. Or, for
+// text that is wanted whole at the end, in one block grown in place, which can then be handed
+// over without a copy.
 #ifndef KRXMLLIB_STRINGBUFFER_H
 #define KRXMLLIB_STRINGBUFFER_H
 
@@ -19,8 +21,9 @@ class KRXML_API CStringBuffer : public CInstanceMonitor
 {
 public:
     CStringBuffer();
-    // New blocks hold dwBlockSize - 1 bytes, plus their terminator.
-    explicit CStringBuffer(uint32_t dwBlockSize);
+    // New blocks hold dwBlockSize - 1 bytes, plus their terminator. bOneBlock: the text stays
+    // in a single block that grows (by realloc, so that a large one is remapped, not copied).
+    explicit CStringBuffer(uint32_t dwBlockSize, bool bOneBlock = false);
     virtual ~CStringBuffer();
     CStringBuffer(const CStringBuffer&) = delete;
     CStringBuffer& operator=(const CStringBuffer&) = delete;
@@ -72,6 +75,10 @@ public:
     // Appends the text to strOut straight from the blocks, without joining them first.
     void AppendTo(std::string& strOut) const;
 
+    // Hands the whole text over, joined if need be, and empties the buffer: nLen bytes from
+    // malloc with a terminator after them, for the caller to free with free; null if empty.
+    char* DetachText(size_t& nLen);
+
     // Frees all blocks.
     void Clear();
     // Empties the buffer for reuse: a single block is kept, at whatever capacity it has.
@@ -80,16 +87,24 @@ public:
     void Swap(CStringBuffer& other);
 
 private:
+    struct FreeBlock
+    {
+        void operator()(char* p) const;
+    };
+    typedef std::unique_ptr<char, FreeBlock> Block;
+
     void AppendToNewBlocks(const char* pText, size_t nLen);
     void AddBlock();
+    void GrowOneBlock(size_t nMore);
 
-    std::vector<std::unique_ptr<char[]>> m_blocks;  // each one byte longer than its capacity
+    std::vector<Block> m_blocks;  // from malloc, each one byte longer than its capacity
     std::vector<size_t> m_blockSizes;   // capacity of each block
     size_t m_dwBlockSize;               // capacity of a new block
     size_t m_LastBlock_DataIn;
     size_t m_LastBlock_SizeOf;
     char* m_pLastBlock;
     size_t m_dwTotalBufferLen;
+    bool m_bOneBlock;
 };
 
 } // namespace KrXmlLib16

@@ -18,7 +18,7 @@ CTextStream::CTextStream() : CTextStream("CTextStream", XmlEncoding_None) {}
 CTextStream::CTextStream(XmlEncoding eEncoding) : CTextStream("CTextStream", eEncoding) {}
 
 CTextStream::CTextStream(const char* lpClassName, XmlEncoding eEncoding)
-    : CInstanceMonitor(lpClassName), m_eEncoding(eEncoding)
+    : CInstanceMonitor(lpClassName), m_buffer(4096, true), m_eEncoding(eEncoding)
 {
 }
 
@@ -45,7 +45,6 @@ CBinaryData CTextStream::GetEncodedData()
     if (m_eEncoding != XmlEncoding_UTF8)
         return LocalToUtf16(GetText(), GetLength());
 
-    // Text that is its own UTF-8 form is copied from the blocks in one pass, without joining.
     size_t nLen = GetLength();
     if (nLen == 0)
         return CBinaryData();
@@ -61,16 +60,10 @@ CBinaryData CTextStream::GetEncodedData()
         return LocalToUtf8(GetText(), nLen);
     if (nLen > 0xFFFFFFFFu)
         throw CKrException("The text is too large for a byte buffer of 4 GB");
-    unsigned char* pOut = new unsigned char[nLen];
-    size_t nPos = 0;
-    for (size_t i = 0; i < nBlocks; ++i)
-    {
-        size_t n;
-        const char* p = m_buffer.GetBlock(i, n);
-        std::memcpy(pOut + nPos, p, n);
-        nPos += n;
-    }
-    return CBinaryData(pOut, static_cast<uint32_t>(nLen), true);
+    // The text is its own UTF-8 form: its block becomes the data, so that the output isn't
+    // held twice. The stream is empty afterwards.
+    char* p = m_buffer.DetachText(nLen);
+    return CBinaryData::AdoptAllocated(reinterpret_cast<unsigned char*>(p), static_cast<uint32_t>(nLen));
 }
 
 // ---- CFileTextStream ----

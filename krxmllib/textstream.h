@@ -50,7 +50,8 @@ public:
     void AppendTextTo(std::string& strOut) const { m_buffer.AppendTo(strOut); }
     // The text as bytes of the stream's encoding: UTF-8 for XmlEncoding_UTF8, UTF-16
     // little-endian without byte order mark for the two UTF-16 values; any other encoding
-    // raises.
+    // raises. Text that is its own UTF-8 form is handed over, not copied: the stream is
+    // empty afterwards.
     CBinaryData GetEncodedData();
 
 protected:

@@ -201,6 +201,7 @@ void CXmlDocument::Cleanup()
     m_dwBufferLen = 0;
     m_pElementStack.clear();
     m_aliasToNamespace.clear();
+    m_bNamespaceToAliasStale = true;
     m_namespaces.clear();
     m_pLastNamespace = nullptr;
     m_pState->m_elementPool.ReleaseAll();
@@ -681,11 +682,16 @@ std::string CXmlDocument::LookupNamespaceFromAlias(const char* lpAlias) const
 
 std::string CXmlDocument::LookupAliasFromNamespace(const char* lpNamespace) const
 {
-    const char* lpKey = lpNamespace ? lpNamespace : "";
-    for (const auto& entry : m_aliasToNamespace)
-        if (entry.second == lpKey)
-            return entry.first;
-    return std::string();
+    std::lock_guard<std::mutex> lock(m_namespaceToAliasLock);
+    if (m_bNamespaceToAliasStale)
+    {
+        m_namespaceToAlias.clear();
+        for (const auto& entry : m_aliasToNamespace)
+            m_namespaceToAlias.emplace(entry.second, entry.first);  // the first alias stays
+        m_bNamespaceToAliasStale = false;
+    }
+    auto it = m_namespaceToAlias.find(lpNamespace ? lpNamespace : "");
+    return it == m_namespaceToAlias.end() ? std::string() : it->second;
 }
 
 // ---- filling ----

@@ -10,8 +10,10 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "binarydata.h"
@@ -93,6 +95,7 @@ public:
     void AddNamespaceDeclaration(const std::string& strAlias, const std::string& strNamespace)
     {
         m_aliasToNamespace[strAlias] = strNamespace;
+        m_bNamespaceToAliasStale = true;
     }
     static void AddElementAttribute(CXmlElement* pElement, const std::string& strLocalName, const std::string& strValue,
                                     const std::string& strNamespace);
@@ -156,6 +159,12 @@ private:
     CXmlElement* m_pDocElement;
     std::vector<CXmlElement*> m_pElementStack;
     std::map<std::string, std::string> m_aliasToNamespace;
+    // The reverse of m_aliasToNamespace, the first alias in key order for each namespace;
+    // built when first asked for after a change, so that looking up every namespace of a
+    // document with many prefixes doesn't scan all aliases each time.
+    mutable std::unordered_map<std::string, std::string> m_namespaceToAlias;
+    mutable bool m_bNamespaceToAliasStale = true;
+    mutable std::mutex m_namespaceToAliasLock;  // readers of a loaded document may be several
     unsigned char* m_pBuffer;
     uint32_t m_dwBufferLen;
     SchemaType m_eSchemaType;

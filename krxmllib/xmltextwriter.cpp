@@ -323,7 +323,7 @@ void CXmlTextWriter::StartElement(const std::string& strName, const std::string&
         pNew->m_strPrefix = pNew->GetNamespaceMapValue(strNamespace);
         if (pNew->m_strPrefix.empty())
         {
-            pNew->m_strPrefix = GenerateNamespaceAlias(pNew->GetNamespaceMap());
+            pNew->m_strPrefix = pNew->GenerateNamespaceAlias();
             pNew->SetNamespaceMapValue(strNamespace, pNew->m_strPrefix);
             bNewAlias = true;
         }
@@ -414,7 +414,7 @@ void CXmlTextWriter::WriteAttribute(const std::string& strName, const std::strin
         pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
         if (pAlias->empty())
         {
-            std::string strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
+            std::string strAlias = m_pContext->GenerateNamespaceAlias();
             m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
             WriteNamespaceDeclaration("xmlns:", strAlias, strNamespace, "\" ", m_pContext);
             pAlias = &m_pContext->GetNamespaceMapValue(strNamespace);
@@ -442,7 +442,7 @@ void CXmlTextWriter::WriteTypeAttribute(const std::string& strNamespace, const s
     std::string strAlias = m_pContext->GetNamespaceMapValue(strNamespace);
     if (strAlias.empty())
     {
-        strAlias = GenerateNamespaceAlias(m_pContext->GetNamespaceMap());
+        strAlias = m_pContext->GenerateNamespaceAlias();
         m_pContext->SetNamespaceMapValue(strNamespace, strAlias);
         // WriteAttribute adds a blank of its own, so two stand between the two attributes.
         WriteNamespaceDeclaration(" xmlns:", strAlias, strNamespace, "\" ", m_pContext);

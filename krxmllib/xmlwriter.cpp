@@ -1,6 +1,9 @@
 #include "xmlwriter.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <deque>
 #include <cassert>
 #include <functional>
 #include <string_view>
@@ -14,14 +17,333 @@ namespace KrXmlLib16 {
 const char* const kXmlNamespaceUri = "http://www.w3.org/XML/1998/namespace";
 const char* const kXmlSchemaInstanceUri = "http://www.w3.org/2001/XMLSchema-instance";
 
+// ---- CNamespaceScope ----
+
+namespace {
+
+size_t HashText(const std::string& str)
+{
+    return std::hash<std::string_view>()(std::string_view(str));
+}
+
+// A set of strings, each entered once and given a number that never changes: an open hash
+// table over them (entry: number + 1, 0 for none; at most half full, the size a power of two).
+// Strings are never removed, so that probing needs no tombstones.
+template <class TEntry>
+class CInternTable
+{
+public:
+    size_t Size() const { return m_entries.size(); }
+    TEntry& operator[](size_t i) { return m_entries[i]; }
+    const TEntry& operator[](size_t i) const { return m_entries[i]; }
+
+    // The number of the string, or SIZE_MAX if it hasn't been entered.
+    size_t Find(const std::string& str, size_t nHash) const
+    {
+        if (m_index.empty())
+            return SIZE_MAX;
+        const size_t nMask = m_index.size() - 1;
+        for (size_t h = nHash & nMask;; h = (h + 1) & nMask)
+        {
+            uint32_t uEntry = m_index[h];
+            if (uEntry == 0)
+                return SIZE_MAX;
+            const TEntry& entry = m_entries[uEntry - 1];
+            if (entry.nHash == nHash && entry.str == str)
+                return uEntry - 1;
+        }
+    }
+
+    // The number of the string, entering it if it is new.
+    size_t Intern(const std::string& str, size_t nHash)
+    {
+        size_t i = Find(str, nHash);
+        if (i != SIZE_MAX)
+            return i;
+        if (m_entries.size() >= 0x7FFFFFFFu)
+            throw CKrException("Too many namespaces in one document");
+        if (2 * (m_entries.size() + 1) > m_index.size())
+            Grow();
+        m_entries.emplace_back();
+        TEntry& entry = m_entries.back();
+        try
+        {
+            entry.str.assign(str);
+        }
+        catch (...)
+        {
+            m_entries.pop_back();
+            throw;
+        }
+        entry.nHash = nHash;
+        Place(m_entries.size() - 1);
+        return m_entries.size() - 1;
+    }
+
+private:
+    void Grow()
+    {
+        std::vector<uint32_t>(m_index.empty() ? 64 : 2 * m_index.size(), 0u).swap(m_index);
+        for (size_t i = 0; i < m_entries.size(); ++i)
+            Place(i);
+    }
+    void Place(size_t i)
+    {
+        const size_t nMask = m_index.size() - 1;
+        size_t h = m_entries[i].nHash & nMask;
+        while (m_index[h] != 0)
+            h = (h + 1) & nMask;
+        m_index[h] = static_cast<uint32_t>(i + 1);
+    }
+
+    std::deque<TEntry> m_entries;  // a deque: references to entries stay valid as it grows
+    std::vector<uint32_t> m_index;
+};
+
+const uint64_t kNoGeneratedIndex = UINT64_MAX;
+
+// Generated aliases in the order GenerateNamespaceAlias tries them: "AA".."ZZ" are 0..675,
+// "AAA".."ZZZ" follow, and so on. Other aliases have no place in that order.
+uint64_t GeneratedAliasIndex(const std::string& strAlias)
+{
+    const size_t n = strAlias.size();
+    if (n < 2 || n > 12)  // 26^12 and the shorter runs before it still fit in 64 bits
+        return kNoGeneratedIndex;
+    uint64_t qwBase = 0, qwRun = 26 * 26;
+    for (size_t k = 2; k < n; ++k)
+    {
+        qwBase += qwRun;
+        qwRun *= 26;
+    }
+    uint64_t v = 0;
+    for (char c : strAlias)
+    {
+        if (c < 'A' || c > 'Z')
+            return kNoGeneratedIndex;
+        v = v * 26 + static_cast<uint64_t>(c - 'A');
+    }
+    return qwBase + v;
+}
+
+void GeneratedAliasText(uint64_t qwIndex, std::string& strAlias)
+{
+    size_t nLetters = 2;
+    for (uint64_t qwRun = 26 * 26; qwIndex >= qwRun; qwRun *= 26, ++nLetters)
+        qwIndex -= qwRun;
+    strAlias.assign(nLetters, 'A');
+    for (size_t k = nLetters; k-- > 0; qwIndex /= 26)
+        strAlias[k] = static_cast<char>('A' + qwIndex % 26);
+}
+
+} // namespace
+
+class CXmlWriter::CNamespaceScope
+{
+public:
+    // Pops every binding: the scope of a new document.
+    void Clear() { Unwind(-1); }
+
+    // Pops the bindings of levels above nLevel: the declarations of ended elements, or of an
+    // element whose start failed.
+    void Unwind(int nLevel)
+    {
+        // Inline: most elements declare nothing, and this is all they cost.
+        if (!m_bindings.empty() && m_bindings.back().nLevel > nLevel)
+            UnwindBindings(nLevel);
+    }
+
+private:
+    void UnwindBindings(int nLevel)
+    {
+        while (!m_bindings.empty() && m_bindings.back().nLevel > nLevel)
+        {
+            const Binding& b = m_bindings.back();
+            UriEntry& uri = m_uris[b.nUri];
+            Use(b.nAlias, -1);
+            uri.nTop = b.nPrevTop;
+            if (b.nPrevTop)
+                Use(m_bindings[b.nPrevTop - 1].nAlias, +1);
+            m_bindings.pop_back();
+        }
+    }
+
+public:
+    // The alias in force for the namespace as seen from level nLevel, or null. Bindings of
+    // deeper levels still on the stack are passed over.
+    const std::string* Find(const std::string& strNamespace, int nLevel) const
+    {
+        size_t i = m_uris.Find(strNamespace, HashText(strNamespace));
+        if (i == SIZE_MAX)
+            return nullptr;
+        uint32_t nTop = m_uris[i].nTop;
+        while (nTop && m_bindings[nTop - 1].nLevel > nLevel)
+            nTop = m_bindings[nTop - 1].nPrevTop;
+        return nTop ? &m_aliases[m_bindings[nTop - 1].nAlias].str : nullptr;
+    }
+
+    void Bind(int nLevel, const std::string& strNamespace, const std::string& strAlias)
+    {
+        Unwind(nLevel);
+        if (m_bindings.size() >= 0xFFFFFFFEu)
+            throw CKrException("Too many namespace declarations in one document");
+        size_t nUri = m_uris.Intern(strNamespace, HashText(strNamespace));
+        size_t nAlias = m_aliases.Intern(strAlias, HashText(strAlias));
+        AliasEntry& alias = m_aliases[nAlias];
+        if (alias.qwGenerated == kUnparsed)
+            alias.qwGenerated = GeneratedAliasIndex(strAlias);
+        m_bindings.push_back(Binding{static_cast<uint32_t>(nUri), static_cast<uint32_t>(nAlias),
+                                     m_uris[nUri].nTop, nLevel});
+        UriEntry& uri = m_uris[nUri];
+        if (uri.nTop)
+            Use(m_bindings[uri.nTop - 1].nAlias, -1);
+        uri.nTop = static_cast<uint32_t>(m_bindings.size());
+        Use(nAlias, +1);
+    }
+
+    // The first generated alias no namespace in force at nLevel has.
+    std::string Generate(int nLevel)
+    {
+        Unwind(nLevel);
+        uint64_t qwIndex = m_taken.FirstFree(*this);
+        std::string strAlias;
+        GeneratedAliasText(qwIndex, strAlias);
+        return strAlias;
+    }
+
+    // The map in force at nLevel, entry by entry: the stack is ordered by level.
+    void BuildMap(int nLevel, NamespaceMap& map) const
+    {
+        for (const Binding& b : m_bindings)
+        {
+            if (b.nLevel > nLevel)
+                break;
+            map[m_uris[b.nUri].str] = m_aliases[b.nAlias].str;
+        }
+    }
+
+private:
+    static const uint64_t kUnparsed = UINT64_MAX - 1;
+
+    struct UriEntry
+    {
+        std::string str;
+        size_t nHash = 0;
+        uint32_t nTop = 0;  // the innermost binding + 1, 0 for none
+    };
+    struct AliasEntry
+    {
+        std::string str;
+        size_t nHash = 0;
+        uint32_t nUses = 0;  // namespaces whose innermost binding has this alias
+        uint64_t qwGenerated = kUnparsed;
+    };
+    struct Binding
+    {
+        uint32_t nUri;
+        uint32_t nAlias;
+        uint32_t nPrevTop;  // the binding of the namespace it hides + 1, 0 for none
+        int nLevel;
+    };
+
+    // Which generated aliases are taken, as bits over the first of them: enough to hold the
+    // answer, grown when every alias it covers is taken. Its summary marks full words.
+    class CTakenSet
+    {
+    public:
+        void Set(uint64_t qwIndex, bool bTaken)
+        {
+            if (qwIndex >= m_nCapacity)
+                return;  // looked up when the set grows over it
+            const size_t nWord = static_cast<size_t>(qwIndex / 64);
+            const uint64_t qwBit = uint64_t(1) << (qwIndex % 64);
+            if (bTaken)
+            {
+                m_words[nWord] |= qwBit;
+                if (m_words[nWord] == ~uint64_t(0))
+                    m_summary[nWord / 64] |= uint64_t(1) << (nWord % 64);
+            }
+            else
+            {
+                m_words[nWord] &= ~qwBit;
+                m_summary[nWord / 64] &= ~(uint64_t(1) << (nWord % 64));
+                if (qwIndex < m_qwHint)
+                    m_qwHint = qwIndex;
+            }
+        }
+
+        uint64_t FirstFree(const CNamespaceScope& scope)
+        {
+            for (;;)
+            {
+                // Nothing below the hint is free; words are skipped by the summary.
+                size_t nWord = static_cast<size_t>(m_qwHint / 64);
+                while (nWord < m_words.size())
+                {
+                    const size_t nSummary = nWord / 64;
+                    const uint64_t qwFull = m_summary[nSummary] >> (nWord % 64);
+                    if (qwFull == (~uint64_t(0) >> (nWord % 64)))
+                    {
+                        nWord = (nSummary + 1) * 64;  // all the rest of this summary word is full
+                        continue;
+                    }
+                    nWord += static_cast<size_t>(__builtin_ctzll(~qwFull));
+                    const uint64_t qwFree = ~m_words[nWord];
+                    m_qwHint = uint64_t(nWord) * 64 + static_cast<uint64_t>(__builtin_ctzll(qwFree));
+                    return m_qwHint;
+                }
+                Grow(scope);
+            }
+        }
+
+    private:
+        void Grow(const CNamespaceScope& scope)
+        {
+            const size_t nOld = m_nCapacity;
+            const size_t nNew = nOld ? 2 * nOld : 4096;
+            m_words.resize(nNew / 64, 0);
+            m_summary.resize((nNew / 64 + 63) / 64, 0);
+            m_nCapacity = nNew;
+            m_qwHint = nOld;
+            std::string strAlias;
+            for (size_t i = nOld; i < nNew; ++i)
+            {
+                GeneratedAliasText(i, strAlias);
+                size_t nAlias = scope.m_aliases.Find(strAlias, HashText(strAlias));
+                if (nAlias != SIZE_MAX && scope.m_aliases[nAlias].nUses)
+                    Set(i, true);
+            }
+            // The hint went up to nOld, below which everything was taken.
+            m_qwHint = nOld;
+        }
+
+        std::vector<uint64_t> m_words;
+        std::vector<uint64_t> m_summary;
+        size_t m_nCapacity = 0;
+        uint64_t m_qwHint = 0;
+    };
+
+    void Use(uint32_t nAlias, int iDelta)
+    {
+        AliasEntry& alias = m_aliases[nAlias];
+        alias.nUses = static_cast<uint32_t>(static_cast<int64_t>(alias.nUses) + iDelta);
+        if (alias.qwGenerated != kNoGeneratedIndex && (alias.nUses == 0 || (alias.nUses == 1 && iDelta > 0)))
+            m_taken.Set(alias.qwGenerated, alias.nUses != 0);
+    }
+
+    CInternTable<UriEntry> m_uris;
+    CInternTable<AliasEntry> m_aliases;
+    std::vector<Binding> m_bindings;
+    CTakenSet m_taken;
+};
+
 // ---- CXmlWriterContext ----
 
 CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, const std::string& strNamespace,
                                                  CXmlWriterContext* pParent)
     : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
-      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
-      m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
-      m_pMapStorage(nullptr), m_nChildNames(0), m_bNameIndexInUse(false)
+      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_bInheritsScope(false), m_nPosition(0),
+      m_pScopeDefaultNamespace(&m_strDefaultNamespace), m_pScope(nullptr), m_bOwnsScope(false), m_nScopeLevel(0),
+      m_nChildNames(0), m_bNameIndexInUse(false)
 {
     try
     {
@@ -34,7 +356,8 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
     catch (...)
     {
         m_pParent = nullptr;  // not owned until construction is complete
-        delete m_pMapStorage;
+        if (m_bOwnsScope)
+            delete m_pScope;
         throw;
     }
 }
@@ -43,9 +366,9 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
                                                  const std::string& strDefaultNamespace,
                                                  const NamespaceMap& namespaces, CXmlWriterContext* pParent)
     : CInstanceMonitor("CXmlWriterContext"), m_nChildElements(0), m_bStartTagOpen(true), m_nDepth(0),
-      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_pNamespaceMap(nullptr),
-      m_bInheritsScope(false), m_bOwnsMap(false), m_nPosition(0), m_pScopeDefaultNamespace(&m_strDefaultNamespace),
-      m_pMapStorage(nullptr), m_nChildNames(0), m_bNameIndexInUse(false)
+      m_pParent(nullptr), m_bFIHeaderDone(false), m_iArrayState(0), m_bInheritsScope(false), m_nPosition(0),
+      m_pScopeDefaultNamespace(&m_strDefaultNamespace), m_pScope(nullptr), m_bOwnsScope(false), m_nScopeLevel(0),
+      m_nChildNames(0), m_bNameIndexInUse(false)
 {
     try
     {
@@ -53,7 +376,8 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
     }
     catch (...)
     {
-        delete m_pMapStorage;
+        if (m_bOwnsScope)
+            delete m_pScope;
         throw;
     }
     if (pParent)
@@ -63,7 +387,8 @@ CXmlWriter::CXmlWriterContext::CXmlWriterContext(const std::string& strName, con
 
 CXmlWriter::CXmlWriterContext::~CXmlWriterContext()
 {
-    delete m_pMapStorage;
+    if (m_bOwnsScope)
+        delete m_pScope;
     // The chain is freed in a loop, so that a deep document can't exhaust the stack.
     CXmlWriterContext* p = m_pParent;
     m_pParent = nullptr;
@@ -91,10 +416,18 @@ void CXmlWriter::CXmlWriterContext::Reset(const std::string& strName, const std:
     m_pParent = pParent;
     m_bFIHeaderDone = false;
     m_iArrayState = 0;
-    m_pNamespaceMap = pParent->m_pNamespaceMap;
+    if (m_bOwnsScope)
+    {
+        // Once a root elsewhere: its stack isn't needed at this depth.
+        delete m_pScope;
+        m_bOwnsScope = false;
+    }
+    m_pScope = pParent->m_pScope;
+    m_nScopeLevel = pParent->m_nScopeLevel + 1;
+    // What an earlier element at this depth declared, if its end never came, ends here.
+    m_pScope->Unwind(pParent->m_nScopeLevel);
     m_pScopeDefaultNamespace = pParent->m_pScopeDefaultNamespace;
     m_bInheritsScope = true;
-    m_bOwnsMap = false;
     m_nPosition = 0;
     ClearChildNames();
 }
@@ -106,20 +439,23 @@ void CXmlWriter::CXmlWriterContext::ResetRoot(const std::string& strName, const 
     m_strNamespace.assign(strNamespace);
     m_strPrefix.clear();
     m_strDefaultNamespace.assign(strDefaultNamespace);
-    if (!m_pMapStorage)
-        m_pMapStorage = new NamespaceMap(namespaces);
-    else
-        *m_pMapStorage = namespaces;
+    if (!m_bOwnsScope)
+    {
+        m_pScope = new CNamespaceScope;
+        m_bOwnsScope = true;
+    }
+    m_nScopeLevel = 0;
+    m_pScope->Clear();
+    for (const NamespaceMap::value_type& entry : namespaces)
+        m_pScope->Bind(0, entry.first, entry.second);
     m_nChildElements = 0;
     m_bStartTagOpen = true;
     m_nDepth = 0;
     m_pParent = nullptr;
     m_bFIHeaderDone = false;
     m_iArrayState = 0;
-    m_pNamespaceMap = m_pMapStorage;
     m_pScopeDefaultNamespace = &m_strDefaultNamespace;
     m_bInheritsScope = false;
-    m_bOwnsMap = true;
     m_nPosition = 0;
     ClearChildNames();
 }
@@ -127,36 +463,33 @@ void CXmlWriter::CXmlWriterContext::ResetRoot(const std::string& strName, const 
 const std::string& CXmlWriter::CXmlWriterContext::GetNamespaceMapValue(const std::string& strNamespace) const
 {
     static const std::string s_strEmpty;
-    NamespaceMap::const_iterator it = m_pNamespaceMap->find(strNamespace);
-    return it == m_pNamespaceMap->end() ? s_strEmpty : it->second;
+    const std::string* pAlias = m_pScope->Find(strNamespace, m_nScopeLevel);
+    return pAlias ? *pAlias : s_strEmpty;
 }
 
-void CXmlWriter::CXmlWriterContext::MakeOwnScope()
+CXmlWriter::NamespaceMap CXmlWriter::CXmlWriterContext::GetNamespaceMap() const
 {
-    if (!m_bInheritsScope)
-        return;
-    // Copies into the kept storage; a failure leaves the context on its inherited scope.
-    if (!m_pMapStorage)
-        m_pMapStorage = new NamespaceMap(*m_pNamespaceMap);
-    else
-        *m_pMapStorage = *m_pNamespaceMap;
-    m_strDefaultNamespace.assign(*m_pScopeDefaultNamespace);
-    m_pNamespaceMap = m_pMapStorage;
-    m_bOwnsMap = true;
-    m_bInheritsScope = false;
-    m_pScopeDefaultNamespace = &m_strDefaultNamespace;
+    NamespaceMap map;
+    m_pScope->BuildMap(m_nScopeLevel, map);
+    return map;
 }
 
 void CXmlWriter::CXmlWriterContext::SetNamespaceMapValue(const std::string& strNamespace, const std::string& strAlias)
 {
-    MakeOwnScope();
-    (*m_pNamespaceMap)[strNamespace] = strAlias;
+    m_pScope->Bind(m_nScopeLevel, strNamespace, strAlias);
+    m_bInheritsScope = false;
 }
 
 void CXmlWriter::CXmlWriterContext::SetDefaultNamespace(const std::string& strNamespace)
 {
-    MakeOwnScope();
     m_strDefaultNamespace = strNamespace;
+    m_pScopeDefaultNamespace = &m_strDefaultNamespace;
+    m_bInheritsScope = false;
+}
+
+std::string CXmlWriter::CXmlWriterContext::GenerateNamespaceAlias()
+{
+    return m_pScope->Generate(m_nScopeLevel);
 }
 
 namespace {
@@ -384,7 +717,7 @@ std::string CXmlWriter::GenerateNamespaceAlias(const NamespaceMap& map)
 CXmlWriter::CXmlWriterContext* CXmlWriter::CreateContext(const std::string& strName,
                                                          const std::string& strNamespace)
 {
-    m_nTagAttributes = 0;
+    ClearTagAttributes();
     size_t nDepth = m_pContext ? static_cast<size_t>(m_pContext->m_nDepth) + 1 : 0;
     if (nDepth >= m_contextPool.size())
         m_contextPool.resize(nDepth + 1, nullptr);
@@ -420,28 +753,132 @@ void CXmlWriter::PushContext(CXmlWriterContext* pContext)
 void CXmlWriter::PopContext()
 {
     assert(m_pContext != 0);
+    // The element's declarations end with it.
+    m_pContext->m_pScope->Unwind(m_pContext->m_nScopeLevel - 1);
     m_pContext = m_pContext->m_pParent;
+}
+
+namespace {
+
+// Linear search serves up to this many attributes on one tag; an index takes over beyond.
+const size_t kLinearTagAttributes = 8;
+// An attribute index larger than this isn't kept for the next tag.
+const size_t kKeptAttributeIndex = 1024;
+
+size_t HashAttributeName(std::string_view name, std::string_view ns)
+{
+    size_t h = std::hash<std::string_view>()(name);
+    if (!ns.empty())
+        h ^= std::hash<std::string_view>()(ns) * 31 + 0x9E3779B9u;
+    return h;
+}
+
+} // namespace
+
+void CXmlWriter::ClearTagAttributes()
+{
+    m_nTagAttributes = 0;
+    m_tagAttributeText.clear();
+    if (!m_bAttributeIndexInUse)
+        return;
+    m_bAttributeIndexInUse = false;
+    if (m_attributeIndex.size() > kKeptAttributeIndex)
+    {
+        // What one very large tag needed isn't kept for all the tags after it.
+        std::vector<uint32_t>().swap(m_attributeIndex);
+        std::vector<CTagAttribute>().swap(m_tagAttributes);
+        std::string().swap(m_tagAttributeText);
+    }
+    else
+        std::fill(m_attributeIndex.begin(), m_attributeIndex.end(), 0u);
+}
+
+void CXmlWriter::IndexTagAttribute(size_t nPosition)
+{
+    // At most half full, so that probes stay short and always end.
+    const size_t nNeeded = 2 * (nPosition + 1);
+    if (!m_bAttributeIndexInUse || nNeeded > m_attributeIndex.size())
+    {
+        if (nNeeded > m_attributeIndex.size())
+        {
+            size_t nSize = 64;
+            while (nSize < 2 * nNeeded)
+                nSize *= 2;
+            std::vector<uint32_t>(nSize, 0u).swap(m_attributeIndex);
+        }
+        // else the kept table, which is empty while not in use
+        m_bAttributeIndexInUse = true;
+        for (size_t i = 0; i < nPosition; ++i)
+            IndexTagAttribute(i);
+    }
+    const size_t nMask = m_attributeIndex.size() - 1;
+    const CTagAttribute& attr = m_tagAttributes[nPosition];
+    const char* p = m_tagAttributeText.data() + attr.nStart;
+    size_t h = HashAttributeName(std::string_view(p, attr.nNameLen),
+                                 std::string_view(p + attr.nNameLen, attr.nNamespaceLen)) & nMask;
+    while (m_attributeIndex[h] != 0)
+        h = (h + 1) & nMask;
+    m_attributeIndex[h] = static_cast<uint32_t>(nPosition + 1);
 }
 
 bool CXmlWriter::IsRepeatedAttribute(const std::string& strName, const std::string& strNamespace,
                                      const std::string& strValue)
 {
-    for (size_t i = 0; i < m_nTagAttributes; ++i)
+    const CTagAttribute* pSeen = nullptr;
+    auto same = [&](const CTagAttribute& seen) {
+        const char* p = m_tagAttributeText.data() + seen.nStart;
+        return seen.nNameLen == strName.size() && seen.nNamespaceLen == strNamespace.size() &&
+               std::memcmp(p, strName.data(), strName.size()) == 0 &&
+               std::memcmp(p + seen.nNameLen, strNamespace.data(), strNamespace.size()) == 0;
+    };
+    if (!m_bAttributeIndexInUse)
     {
-        const CTagAttribute& seen = m_tagAttributes[i];
-        if (seen.strName != strName || seen.strNamespace != strNamespace)
-            continue;
-        if (seen.strValue != strValue)
+        for (size_t i = 0; i < m_nTagAttributes && !pSeen; ++i)
+            if (same(m_tagAttributes[i]))
+                pSeen = &m_tagAttributes[i];
+    }
+    else
+    {
+        const size_t nMask = m_attributeIndex.size() - 1;
+        for (size_t h = HashAttributeName(strName, strNamespace) & nMask;; h = (h + 1) & nMask)
+        {
+            uint32_t uEntry = m_attributeIndex[h];
+            if (uEntry == 0)
+                break;
+            if (same(m_tagAttributes[uEntry - 1]))
+            {
+                pSeen = &m_tagAttributes[uEntry - 1];
+                break;
+            }
+        }
+    }
+    if (pSeen)
+    {
+        const char* pValue = m_tagAttributeText.data() + pSeen->nStart + pSeen->nNameLen + pSeen->nNamespaceLen;
+        if (std::string_view(pValue, pSeen->nValueLen) != std::string_view(strValue))
             throw CKrException(FormatString("The attribute [%s] is written twice on one element, as [%s] and as [%s]",
-                                            strName.c_str(), seen.strValue.c_str(), strValue.c_str()));
+                                            strName.c_str(), std::string(pValue, pSeen->nValueLen).c_str(),
+                                            strValue.c_str()));
         return true;
     }
+    if (m_nTagAttributes >= 0xFFFFFFFEu)
+        throw CKrException("Too many attributes on one element");
     if (m_nTagAttributes == m_tagAttributes.size())
         m_tagAttributes.emplace_back();
-    CTagAttribute& entry = m_tagAttributes[m_nTagAttributes++];
-    entry.strName.assign(strName);
-    entry.strNamespace.assign(strNamespace);
-    entry.strValue.assign(strValue);
+    const size_t nStart = m_tagAttributeText.size();
+    try
+    {
+        m_tagAttributeText.append(strName).append(strNamespace).append(strValue);
+    }
+    catch (...)
+    {
+        m_tagAttributeText.resize(nStart);
+        throw;
+    }
+    m_tagAttributes[m_nTagAttributes] = CTagAttribute{nStart, strName.size(), strNamespace.size(), strValue.size()};
+    if (m_bAttributeIndexInUse || m_nTagAttributes + 1 > kLinearTagAttributes)
+        IndexTagAttribute(m_nTagAttributes);
+    ++m_nTagAttributes;
     return false;
 }
 

@@ -21,9 +21,14 @@ public:
     // Namespace URI to alias, in key order.
     typedef std::map<std::string, std::string> NamespaceMap;
 
-    // One open element. Its namespace scope is copy-on-write: a context shares the map and
-    // default namespace of its nearest ancestor that declared something, and takes copies
-    // of its own only when it declares something itself; what it declares ends with it.
+    // The namespace declarations in force along a chain of contexts; defined in xmlwriter.cpp.
+    class CNamespaceScope;
+
+    // One open element. Its namespace scope is that of its parent plus what it declares
+    // itself: the declarations of a whole chain live on one stack, shared by its contexts,
+    // which an element's declarations are pushed onto and popped from when it ends, so that
+    // declaring costs nothing in proportion to what is already in force. Indexes over the
+    // stack answer look-ups by namespace and the first free generated alias directly.
     // A writer keeps one context per depth and reuses it for every element at that depth, so
     // that writing allocates nothing per element once the deepest level has been reached.
     class CXmlWriterContext : public CInstanceMonitor
@@ -47,11 +52,17 @@ public:
                        const std::string& strDefaultNamespace, const NamespaceMap& namespaces);
 
         const std::string& GetDefaultNamespace() const { return *m_pScopeDefaultNamespace; }
-        const NamespaceMap& GetNamespaceMap() const { return *m_pNamespaceMap; }
-        // The alias in force for the namespace, or an empty string.
+        // The declarations in force here, as a map built for the occasion: for inspection,
+        // not for the writing path.
+        NamespaceMap GetNamespaceMap() const;
+        // The alias in force for the namespace, or an empty string. The reference holds
+        // until the writer is destroyed.
         const std::string& GetNamespaceMapValue(const std::string& strNamespace) const;
         void SetNamespaceMapValue(const std::string& strNamespace, const std::string& strAlias);
         void SetDefaultNamespace(const std::string& strNamespace);
+        // What the static GenerateNamespaceAlias answers for the map in force here, without
+        // building that map.
+        std::string GenerateNamespaceAlias();
 
         // Counts a child started under this element by its name as written; answers its
         // position among the children of that name so far, from 1.
@@ -69,10 +80,8 @@ public:
         CXmlWriterContext* m_pParent;  // owned, except in a writer's reused contexts
         bool m_bFIHeaderDone;        // for the binary writer
         int m_iArrayState;           // for the JSON writer
-        std::string m_strDefaultNamespace;  // meaningful only with a scope of its own
-        NamespaceMap* m_pNamespaceMap;      // the map in force here
-        bool m_bInheritsScope;
-        bool m_bOwnsMap;                    // m_pNamespaceMap is this context's own
+        std::string m_strDefaultNamespace;  // meaningful only where this context set one
+        bool m_bInheritsScope;              // true while the context has declared nothing
         // The prefix the start tag was written with, so that the end tag matches it whatever
         // is declared in between; empty for a plain name.
         std::string m_strPrefix;
@@ -80,13 +89,16 @@ public:
         uint32_t m_nPosition;
 
     private:
-        void MakeOwnScope();
+        friend class CXmlWriter;
 
-        // The default namespace in force: this context's own, or that of the ancestor whose
-        // scope it shares.
+        // The default namespace in force: this context's own, or that of the nearest ancestor
+        // that set one.
         const std::string* m_pScopeDefaultNamespace;
-        // The storage of an own map, kept across resets so that its nodes are reused.
-        NamespaceMap* m_pMapStorage;
+        // The stack of the chain: a root context owns it, kept across resets; nested ones
+        // share their root's.
+        CNamespaceScope* m_pScope;
+        bool m_bOwnsScope;
+        int m_nScopeLevel;  // 0 at the root: the level of its declarations on the stack
 
         // Children started so far, one entry per distinct name; entries beyond
         // m_nChildNames are kept for their capacity.
@@ -179,15 +191,25 @@ protected:
     std::vector<CXmlWriterContext*> m_contextPool;
 
 private:
+    // An attribute of the open start tag: its name, namespace and value lie back to back in
+    // m_tagAttributeText, so that a tag with very many costs no allocation per attribute.
     struct CTagAttribute
     {
-        std::string strName;
-        std::string strNamespace;
-        std::string strValue;
+        size_t nStart;
+        size_t nNameLen;
+        size_t nNamespaceLen;
+        size_t nValueLen;
     };
-    // The attributes of the open start tag; entries past the count keep their storage.
     std::vector<CTagAttribute> m_tagAttributes;
     size_t m_nTagAttributes = 0;
+    std::string m_tagAttributeText;
+    // Past a few attributes, a hash index over them (entry: position + 1, 0 for none; the
+    // size a power of two), so that a tag with very many isn't searched linearly for each.
+    std::vector<uint32_t> m_attributeIndex;
+    bool m_bAttributeIndexInUse = false;
+
+    void IndexTagAttribute(size_t nPosition);
+    void ClearTagAttributes();
 };
 
 // Namespaces every writer knows.

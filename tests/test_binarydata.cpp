@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <thread>
@@ -21,6 +22,34 @@ CBinaryData FromBase64(const char* lpText)
     CBinaryData data;
     data.SetAsBase64(lpText);
     return data;
+}
+
+TEST(BinaryData, AdoptedAllocationGrowsTakesItsOwnBytesAndIsReleasedAsAnArray)
+{
+    unsigned char* p = static_cast<unsigned char*>(std::malloc(4));
+    std::memcpy(p, "abcd", 4);
+    CBinaryData data = CBinaryData::AdoptAllocated(p, 4);
+    EXPECT_EQ(p, data.GetData());
+    std::string strExpected = "abcd";
+    for (int i = 0; i < 12; ++i)  // its own bytes, appended while the block moves
+    {
+        strExpected += strExpected;
+        data.Append(data.GetData(), data.GetLength());
+    }
+    EXPECT_EQ(strExpected, Bytes(data));
+    CBinaryData shared = data;
+    unsigned char* q = data.ReleaseData();  // shared: a private copy, as an array
+    EXPECT_EQ(0, std::memcmp(q, strExpected.data(), strExpected.size()));
+    delete[] q;
+    q = shared.ReleaseData();
+    EXPECT_EQ(0, std::memcmp(q, strExpected.data(), strExpected.size()));
+    delete[] q;
+
+    EXPECT_EQ(0u, CBinaryData::AdoptAllocated(static_cast<unsigned char*>(std::malloc(1)), 0).GetLength());
+    // An adopted array grows too.
+    CBinaryData array(new unsigned char[2]{'x', 'y'}, 2, true);
+    array.Append(std::string(10000, 'z'));
+    EXPECT_EQ("xy" + std::string(10000, 'z'), Bytes(array));
 }
 
 // ---- sharing and copy on write ----

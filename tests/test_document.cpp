@@ -53,6 +53,18 @@ TEST(XmlDocument, NamespacesAttributesAndPrefixes)
     EXPECT_EQ("urn:x", Child(pRoot, 0)->GetNamespaceURI());
 }
 
+TEST(XmlDocument, AliasOfANamespaceIsTheFirstInKeyOrderAfterEveryLoad)
+{
+    CXmlDocument doc;
+    doc.LoadXml("<r xmlns:b=\"urn:x\"><c xmlns:a=\"urn:x\" xmlns:z=\"urn:z\"/></r>");
+    EXPECT_EQ("a", doc.LookupAliasFromNamespace("urn:x"));
+    EXPECT_EQ("z", doc.LookupAliasFromNamespace("urn:z"));
+    EXPECT_EQ("", doc.LookupAliasFromNamespace("urn:none"));
+    doc.LoadXml("<r xmlns:q=\"urn:z\"/>");
+    EXPECT_EQ("", doc.LookupAliasFromNamespace("urn:x"));
+    EXPECT_EQ("q", doc.LookupAliasFromNamespace("urn:z"));
+}
+
 TEST(XmlDocument, NoNamespacesKeepsPrefixesInNames)
 {
     CSerializationContext ctx;

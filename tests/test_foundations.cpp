@@ -337,4 +337,25 @@ TEST(NamespaceAliasMap, LookupsInKeyOrder)
     EXPECT_TRUE(map.DoesNamespaceExist("urn:b"));
 }
 
+TEST(NamespaceAliasMap, WalkingByIndexFollowsChangesCopiesAndRestarts)
+{
+    CNamespaceAliasMap map;
+    for (int i = 0; i < 100; ++i)
+        map.Add(("p" + std::to_string(i)).c_str(), ("urn:" + std::to_string(1000 + i)).c_str());
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ("urn:" + std::to_string(1000 + i), map.GetNamespaceAt(i));
+    EXPECT_EQ("urn:1050", map.GetNamespaceAt(50));  // backwards
+    CNamespaceAliasMap copy = map;
+    EXPECT_EQ("urn:1051", copy.GetNamespaceAt(51));
+    copy.Add("x", "urn:0");  // a new first entry in the copy only
+    EXPECT_EQ("urn:0", copy.GetNamespaceAt(0));
+    EXPECT_EQ("urn:1050", copy.GetNamespaceAt(51));
+    EXPECT_EQ("urn:1051", map.GetNamespaceAt(51));
+    map.RemoveNamespace("urn:1000");
+    EXPECT_EQ("urn:1052", map.GetNamespaceAt(51));
+    map = copy;
+    EXPECT_EQ("urn:1050", map.GetNamespaceAt(51));
+    EXPECT_KR_THROW(map.GetNamespaceAt(101), CKrInvalidParamException, "Index Out of range [101]");
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "krxmllib.h"
@@ -145,6 +146,47 @@ TEST(StringBuffer, ResetKeepsOneBlockWithoutLeftovers)
     EXPECT_STREQ("", buf.GetData());
 }
 
+TEST(StringBuffer, OneBlockGrowsInPlaceTakesItsOwnTextAndHandsItOver)
+{
+    CStringBuffer buf(8, true);
+    std::string strExpected;
+    for (int i = 0; i < 200; ++i)
+    {
+        std::string strPiece = std::to_string(i) + ",";
+        buf.Append(strPiece);
+        strExpected += strPiece;
+        EXPECT_EQ(1u, buf.GetBlockCount());
+    }
+    // A piece of the buffer's own text, appended while the block has to grow.
+    const char* p = buf.GetData();
+    std::string strCopy(p, 100);
+    buf.Append(p, 100);
+    strExpected += strCopy;
+    buf.Append('!');
+    strExpected += '!';
+    EXPECT_EQ(strExpected, std::string(buf.GetData()));
+
+    size_t nLen = 0;
+    char* pText = buf.DetachText(nLen);
+    ASSERT_NE(nullptr, pText);
+    EXPECT_EQ(strExpected, std::string(pText, nLen));
+    EXPECT_EQ('\0', pText[nLen]);
+    std::free(pText);
+    EXPECT_EQ(0u, buf.GetLength());
+    EXPECT_EQ(0u, buf.GetBlockCount());
+    EXPECT_EQ(nullptr, buf.DetachText(nLen));
+    EXPECT_EQ(0u, nLen);
+    buf.Append("again");
+    EXPECT_STREQ("again", buf.GetData());
+
+    // A chained buffer joins before it hands over.
+    CStringBuffer chained(8);
+    chained.Append("0123456789abcdefghij");
+    pText = chained.DetachText(nLen);
+    EXPECT_EQ("0123456789abcdefghij", std::string(pText, nLen));
+    std::free(pText);
+}
+
 // ---- CTextStream ----
 
 TEST(TextStream, EncodedDataByEncoding)
@@ -170,6 +212,27 @@ TEST(TextStream, EncodedDataByEncoding)
     EXPECT_KR_THROW(none.GetEncodedData(), CKrException, "Unknown Encoding, select UTF-8 (contact our support team)");
     CTextStream odd(static_cast<XmlEncoding>(9));
     EXPECT_KR_THROW(odd.GetEncodedData(), CKrException, "Unknown Encoding, select UTF-8 (contact our support team)");
+}
+
+TEST(TextStream, Utf8DataTakesTheTextOverAndOutlivesTheStream)
+{
+    CBinaryData data;
+    std::string strText(100000, 'x');
+    {
+        CTextStream s(XmlEncoding_UTF8);
+        s.Write(strText);
+        s.Write("\xC3\xA9");
+        data = s.GetEncodedData();
+        EXPECT_EQ(0u, s.GetLength());
+        s.Write("next");
+        EXPECT_EQ("next", Bytes(s.GetEncodedData()));
+    }
+    EXPECT_EQ(strText + "\xC3\xA9", Bytes(data));
+    data.Append("!");  // the adopted block grows like any other
+    EXPECT_EQ(strText.size() + 3, data.GetLength());
+    unsigned char* p = data.ReleaseData();
+    EXPECT_EQ('!', p[strText.size() + 2]);
+    delete[] p;
 }
 
 TEST(TextStream, InvalidLocalTextIsRepairedEvenAcrossBlocks)

@@ -553,4 +553,108 @@ TEST(XmlWriter, SetArrayStateStoresInTheCurrentContextAndTellsTheWriter)
     EXPECT_EQ(std::make_pair(1, 3), writer.changes[1]);
 }
 
+// ---- many declarations, many attributes ----
+
+// The n-th generated alias: "AA".."ZZ", then "AAA"...
+std::string NthAlias(int n)
+{
+    if (n < 676)
+        return std::string(1, char('A' + n / 26)) + char('A' + n % 26);
+    n -= 676;
+    return std::string(1, char('A' + n / 676)) + char('A' + n / 26 % 26) + char('A' + n % 26);
+}
+
+TEST(XmlWriter, SiblingsReuseAnAliasAndNestingWidensPastTwoLetters)
+{
+    const int n = 700;
+    WriterFixture f(XmlEncoding_UTF8, false);
+    f.writer.StartElement("r", "");
+    std::string strExpected = "<r>";
+    for (int i = 0; i < n; ++i)  // each sibling's declaration ends with it
+    {
+        Leaf(f.writer, "e", ("urn:" + std::to_string(i)).c_str());
+        strExpected += "<AA:e xmlns:AA=\"urn:" + std::to_string(i) + "\"/>";
+    }
+    for (int i = 0; i < n; ++i)  // each nested one adds one to the scope
+    {
+        std::string strNs = "urn:n" + std::to_string(i);
+        f.writer.StartElement("e", strNs);
+        // The alias is the one the map in force, taken whole, gives.
+        CXmlWriter::NamespaceMap map = f.writer.GetContext()->GetNamespaceMap();
+        map.erase(strNs);
+        ASSERT_EQ(CXmlWriter::GenerateNamespaceAlias(map), f.writer.GetContext()->m_strPrefix) << i;
+        strExpected += "<" + NthAlias(i) + ":e xmlns:" + NthAlias(i) + "=\"" + strNs + "\">";
+    }
+    // An outer namespace again inside: its alias in force, no declaration.
+    Leaf(f.writer, "x", "urn:n675");
+    strExpected += "<ZZ:x/>";
+    for (int i = n; i-- > 0;)
+    {
+        f.writer.EndElement();
+        strExpected += "</" + NthAlias(i) + ":e>";
+    }
+    Leaf(f.writer, "e", "urn:n699");  // all of them ended
+    strExpected += "<AA:e xmlns:AA=\"urn:n699\"/>";
+    f.writer.EndElement();
+    EXPECT_EQ(strExpected + "</r>", f.Text());
+}
+
+TEST(XmlWriter, AnAliasHiddenByARedeclarationIsFreeBelowIt)
+{
+    WriterFixture f(XmlEncoding_UTF8, false);
+    f.writer.AddNamespaceAlias("AB", "urn:x");
+    f.writer.AddNamespaceAlias("AD", "urn:y");
+    f.writer.StartElement("r", "");
+    Leaf(f.writer, "a", "urn:1");  // AA is free
+    f.writer.StartElement("s", "");
+    f.writer.AddNamespaceAlias("q", "urn:x");  // AB no longer stands for anything here
+    f.writer.AddNamespaceAlias("AC", "urn:z");
+    Leaf(f.writer, "b", "urn:2");
+    f.writer.StartElement("t", "urn:3");
+    Leaf(f.writer, "c", "urn:4");
+    f.writer.EndElement();
+    f.writer.EndElement();
+    Leaf(f.writer, "d", "urn:5");  // AB taken again, AC gone
+    f.writer.EndElement();
+    EXPECT_EQ("<r xmlns:AB=\"urn:x\" xmlns:AD=\"urn:y\"><AA:a xmlns:AA=\"urn:1\"/><s><AA:b xmlns:AA=\"urn:2\"/>"
+              "<AA:t xmlns:AA=\"urn:3\"><AB:c xmlns:AB=\"urn:4\"/></AA:t></s><AA:d xmlns:AA=\"urn:5\"/></r>",
+              f.Text());
+}
+
+TEST(XmlWriter, ManyAttributesKeepTheirOrderAliasesAndRepeatRules)
+{
+    const int n = 700;
+    WriterFixture f(XmlEncoding_UTF8, false);
+    f.writer.StartElement("r", "");
+    std::string strExpected = "<r";
+    for (int i = 0; i < n; ++i)
+    {
+        std::string strI = std::to_string(i);
+        f.writer.WriteAttribute("a", "urn:" + strI, strI, ItemType_string);
+        f.writer.WriteAttribute("b" + strI, "", strI, ItemType_string);
+        strExpected += " xmlns:" + NthAlias(i) + "=\"urn:" + strI + "\" " + NthAlias(i) + ":a=\"" + strI + "\" b" +
+                       strI + "=\"" + strI + "\"";
+    }
+    // Repeats anywhere in the tag: the same value is dropped, another one refused.
+    for (int i : {0, 7, 8, 9, 350, 699})
+    {
+        std::string strI = std::to_string(i);
+        f.writer.WriteAttribute("a", "urn:" + strI, strI, ItemType_string);
+        f.writer.WriteAttribute("b" + strI, "", strI, ItemType_string);
+        EXPECT_KR_THROW(f.writer.WriteAttribute("b" + strI, "", "z", ItemType_string), CKrException,
+                        "The attribute [b" + strI + "] is written twice on one element, as [" + strI + "] and as [z]");
+        EXPECT_KR_THROW(f.writer.WriteAttribute("a", "urn:" + strI, "", ItemType_string), CKrException,
+                        "The attribute [a] is written twice on one element, as [" + strI + "] and as []");
+    }
+    // The same name in a namespace not seen yet is another attribute.
+    f.writer.WriteAttribute("b5", "urn:new", "5", ItemType_string);
+    strExpected += " xmlns:AAY=\"urn:new\" AAY:b5=\"5\"";
+    // The next tag starts with no attributes of its own.
+    f.writer.StartElement("c", "");
+    f.writer.WriteAttribute("b5", "", "other", ItemType_string);
+    f.writer.EndElement();
+    f.writer.EndElement();
+    EXPECT_EQ(strExpected + "><c b5=\"other\"/></r>", f.Text());
+}
+
 } // namespace
