@@ -307,12 +307,11 @@ public:
         return it == m_aliasToNamespace.end() ? std::string() : it->second;
     }
     // The first prefix in key order bound to the URI, or an empty string.
-    std::string AliasOf(const std::string& strNamespace) const
+    template <typename Fn>
+    void ForEachAlias(Fn fn) const
     {
         for (const auto& entry : m_aliasToNamespace)
-            if (entry.second == strNamespace)
-                return entry.first;
-        return std::string();
+            fn(entry.first, entry.second);
     }
     bool Uses(const std::string& strNamespace) const { return m_namespaces.count(strNamespace) != 0; }
     // The namespaces of the elements and attributes, in key order.
@@ -373,10 +372,14 @@ private:
 // would capture on reading).
 void TakeNamespacesOfTheInput(const CInputSink& input, CSerializationContext& ctx)
 {
+    // The first alias (in alias order) of each namespace, found in one pass.
+    std::map<std::string, std::string> firstAliasOf;
+    input.ForEachAlias([&](const std::string& strAlias, const std::string& strNs) { firstAliasOf.emplace(strNs, strAlias); });
     std::set<std::string> aliasesTaken;
     for (const std::string& strNs : input.Namespaces())
     {
-        std::string strAlias = input.AliasOf(strNs);
+        auto it = firstAliasOf.find(strNs);
+        const std::string strAlias = it == firstAliasOf.end() ? std::string() : it->second;
         if (strAlias.empty() || strAlias == "xml" || !aliasesTaken.insert(strAlias).second)
             continue;
         if (input.NamespaceOf(strAlias) == strNs)
@@ -395,15 +398,17 @@ void AliasEveryNamespace(const CInputSink& input, CSerializationContext& ctx)
     std::set<std::string> aliasesTaken;
     for (int i = 0; i < aliases.GetNamespaceCount(); ++i)
         aliasesTaken.insert(aliases.GetAliasFromNamespace(aliases.GetNamespaceAt(i).c_str()));
+    unsigned nNext = 0;
     for (const std::string& strNs : input.NamespacesInWalkOrder())
     {
         if (strNs.empty() || strNs == ctx.GetDefaultNamespaceURI() || aliases.DoesNamespaceExist(strNs.c_str()) ||
             strNs == "http://www.w3.org/XML/1998/namespace")
             continue;
+        // Taken aliases only grow, so the search goes on from where the last one ended.
         std::string strAlias;
-        for (unsigned i = 0;; ++i)
+        for (;; ++nNext)
         {
-            strAlias = FormatString("ns%u", i);
+            strAlias = FormatString("ns%u", nNext);
             if (aliasesTaken.insert(strAlias).second)
                 break;
         }
