@@ -2,7 +2,9 @@
 // memory are its own, and must end within 5 seconds and 1 GB, refused with the library's
 // exception where it is refused. The krxml cases run the tool as a user would.
 //
-// bench_hostile [--krxml PATH] [--keep]    exit status 1 if a case misses its bar
+// bench_hostile [--krxml PATH] [--keep] [--time-bar SECONDS]    exit status 1 if a case misses
+// its bar. CI runs it with a wider time bar, which still catches any cost that grows faster than
+// the input, on a machine whose speed it can't choose.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -26,7 +28,7 @@ using namespace KrXmlLib16;
 
 namespace {
 
-const double kMaxSeconds = 5.0;
+double g_dMaxSeconds = 5.0;
 const long kMaxKilobytes = 1L << 20;  // 1 GB
 const int kKillAfterSeconds = 60;
 
@@ -323,9 +325,11 @@ int main(int argc, char** argv)
             g_strKrxml = argv[++i];
         else if (std::strcmp(argv[i], "--keep") == 0)
             bKeep = true;
+        else if (std::strcmp(argv[i], "--time-bar") == 0 && i + 1 < argc && std::atof(argv[i + 1]) > 0)
+            g_dMaxSeconds = std::atof(argv[++i]);
         else
         {
-            std::fprintf(stderr, "usage: bench_hostile [--krxml PATH] [--keep]\n");
+            std::fprintf(stderr, "usage: bench_hostile [--krxml PATH] [--keep] [--time-bar SECONDS]\n");
             return 2;
         }
     }
@@ -344,7 +348,7 @@ int main(int argc, char** argv)
         const bool bAccepted = out.iStatus == 0;
         const bool bRefused = bLibrary ? out.iStatus == 3 : out.iStatus == 1 && out.strMessage.find("krxml: error:") == 0;
         const char* lpOutcome = bAccepted ? "accepted" : bRefused ? "refused" : "FAILED";
-        bool bOk = (bAccepted || bRefused) && out.dSeconds <= kMaxSeconds && out.lKilobytes <= kMaxKilobytes;
+        bool bOk = (bAccepted || bRefused) && out.dSeconds <= g_dMaxSeconds && out.lKilobytes <= kMaxKilobytes;
         if (c.eExpect == Expect::Refused && !bRefused)
             bOk = false;
         if (c.eExpect == Expect::Accepted && !bAccepted)
@@ -361,7 +365,7 @@ int main(int argc, char** argv)
             std::remove(PathOf(lpName).c_str());
         rmdir(szDir);
     }
-    std::printf("%d of %zu cases within %.0f s and 1 GB as expected\n", static_cast<int>(cases.size()) - nFailed,
-                cases.size(), kMaxSeconds);
+    std::printf("%d of %zu cases within %.1f s and 1 GB as expected\n", static_cast<int>(cases.size()) - nFailed,
+                cases.size(), g_dMaxSeconds);
     return nFailed ? 1 : 0;
 }
