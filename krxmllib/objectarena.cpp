@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "sanitizer.h"
+
 namespace KrXmlLib16 {
 
 namespace {
@@ -87,8 +89,8 @@ void CObjectArena::Free(void* p) noexcept
 
 CObjectArena::CBuildScope::CBuildScope() : m_pArena(nullptr)
 {
-#if !defined(__SANITIZE_ADDRESS__)
-    // Under AddressSanitizer objects come from the heap one by one, so that misuse is caught.
+#if !KRXML_UNDER_SANITIZER
+    // Under a sanitizer objects come from the heap one by one, so that misuse is caught.
     if (!t_pBuildArena)
     {
         m_pArena = new CObjectArena;
