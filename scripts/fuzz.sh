@@ -104,6 +104,8 @@ for target in "${targets[@]}"; do
     corpus=$root/corpus/$target
     artifacts=$root/artifacts/$target
     log=$root/$target.log
+    # The corpus grows from run to run; the findings are this run's.
+    rm -rf "$artifacts"
     mkdir -p "$corpus" "$artifacts"
     start=$(date +%s)
     "$build/fuzz/fuzz_$target" "$corpus" "fuzz/corpus/$target" -fork=1 -ignore_crashes=1 -ignore_timeouts=1 \
@@ -114,8 +116,10 @@ for target in "${targets[@]}"; do
     execs=$(grep -oE '^#[0-9]+: cov' "$log" | tail -n 1 | tr -dc '0-9')
     execs=${execs:-0}
     size=$(find "$corpus" -type f | wc -l)
-    names=$(ls "$artifacts" | tr '\n' ' ' | sed 's/ $//; s/ /, /g')
-    [ -n "$names" ] && found=1
+    count=$(find "$artifacts" -type f | wc -l)
+    names=$(ls "$artifacts" | head -n 5 | tr '\n' ' ' | sed 's/ $//; s/ /, /g')
+    [ "$count" -gt 5 ] && names="$count: $names, ..."
+    [ "$count" -gt 0 ] && found=1
     echo "| $target | $elapsed | $execs | $size | ${names:-none} |" >>"$report"
     echo "fuzz_$target: $elapsed s, $execs executions, corpus $size, findings: ${names:-none}"
 done
