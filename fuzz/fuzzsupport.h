@@ -56,6 +56,15 @@ inline bool HasExponentAbove(const std::string& str, unsigned long nMax)
     return false;
 }
 
+// True when UTF-8 bytes hold U+FFFE or U+FFFF, characters that XML text can't carry.
+inline bool HoldsNonCharacter(const unsigned char* p, size_t n)
+{
+    for (size_t i = 0; i + 2 < n; ++i)
+        if (p[i] == 0xEF && p[i + 1] == 0xBF && (p[i + 2] == 0xBE || p[i + 2] == 0xBF))
+            return true;
+    return false;
+}
+
 } // namespace KrXmlFuzz
 
 #endif
