@@ -32,11 +32,14 @@ int Reference(const std::string& strExpression, const std::string& strValue)
     pcre2_match_data* pMatch = pcre2_match_data_create_from_pattern(pCode, nullptr);
     const int iResult = pcre2_match(pCode, reinterpret_cast<PCRE2_SPTR>(strValue.data()), strValue.size(), 0,
                                     PCRE2_ANCHORED, pMatch, nullptr);
+    // A ")" of the pattern can close the anchoring brackets early; only a match of the whole
+    // value counts.
+    const bool bWhole = iResult > 0 && pcre2_get_ovector_pointer(pMatch)[1] == strValue.size();
     pcre2_match_data_free(pMatch);
     pcre2_code_free(pCode);
     if (iResult == PCRE2_ERROR_NOMATCH)
         return 0;
-    return iResult > 0 ? 1 : -1;
+    return iResult > 0 ? (bWhole ? 1 : 0) : -1;
 }
 
 } // namespace
