@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize)
     CSerializationContext ctx;
     ctx.GetJsonContext().SetSupportRoundtrip(static_cast<JsonRoundTrip>(options % 3));
     ctx.GetJsonContext().SetRootElementName(options & 4 ? "root" : "");
-    ctx.GetJsonContext().GetAllowComments((options & 8) == 0);
+    ctx.GetJsonContext().SetAllowComments((options & 8) == 0);
     try
     {
         CSmartPtr<CElement> spElement(new CElement(""));

@@ -1045,8 +1045,10 @@ CDateTime::WideFields CDateTime::GetWide() const
 {
     WideFields f;
     f.year = m_nYear;
-    f.month = m_nMonth;
-    f.day = m_nDay;
+    // A kind without month or day counts from the first of them, so that arithmetic starts
+    // in a real month: month 0 would borrow a year ("2044" plus "PT0S" gave 2043).
+    f.month = (m_nMonth == 0 && !UsesMonth(m_eType)) ? 1 : m_nMonth;
+    f.day = (m_nDay == 0 && !UsesDay(m_eType)) ? 1 : m_nDay;
     f.hour = m_nHour;
     f.minute = m_nMinute;
     f.second = m_nSecond;

@@ -45,6 +45,54 @@ void AddToTable(CFIVocabulary::CFIStringTable& table, const char* p, size_t n)
         table.m_table.emplace_back(p, n);
 }
 
+// Whether a name can stand in XML text as a prefix or local name (an NCName): a document whose
+// names can't would convert to XML that no parser reads. Non-ASCII characters are judged by
+// the XML rules where the local text is UTF-8, and let through otherwise.
+bool IsNameStart(uint32_t c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || (c >= 0xC0 && c <= 0xD6) ||
+           (c >= 0xD8 && c <= 0xF6) || (c >= 0xF8 && c <= 0x2FF) || (c >= 0x370 && c <= 0x37D) ||
+           (c >= 0x37F && c <= 0x1FFF) || (c >= 0x200C && c <= 0x200D) || (c >= 0x2070 && c <= 0x218F) ||
+           (c >= 0x2C00 && c <= 0x2FEF) || (c >= 0x3001 && c <= 0xD7FF) || (c >= 0xF900 && c <= 0xFDCF) ||
+           (c >= 0xFDF0 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0xEFFFF);
+}
+
+bool IsNameChar(uint32_t c)
+{
+    return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == 0xB7 ||
+           (c >= 0x300 && c <= 0x36F) || (c >= 0x203F && c <= 0x2040);
+}
+
+bool IsNCName(const std::string& str, bool bUtf8)
+{
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(str.data());
+    const size_t n = str.size();
+    for (size_t i = 0; i < n;)
+    {
+        uint32_t c = p[i];
+        size_t nLen = 1;
+        if (c >= 0x80)
+        {
+            if (!bUtf8)
+            {
+                ++i;
+                continue;
+            }
+            // Valid UTF-8 already: the lead byte gives the length.
+            nLen = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+            if (i + nLen > n)
+                return false;
+            c &= nLen == 4 ? 0x07 : nLen == 3 ? 0x0F : 0x1F;
+            for (size_t k = 1; k < nLen; ++k)
+                c = c << 6 | (p[i + k] & 0x3F);
+        }
+        if (!(i == 0 ? IsNameStart(c) : IsNameChar(c)))
+            return false;
+        i += nLen;
+    }
+    return n != 0;
+}
+
 bool IsAscii(const unsigned char* p, size_t n)
 {
     size_t i = 0;
@@ -543,10 +591,19 @@ CFastInfosetReader::CQName CFastInfosetReader::ReadLiteralQName(unsigned char by
             &ReadIdentifyingStringOrIndex(vocabulary.m_namespaceNames, "namespace names", m_strNamespace, dwNamespace);
     const std::string* pLocal =
         &ReadIdentifyingStringOrIndex(vocabulary.m_localNames, "local names", m_strLocalName, dwLocal);
+    CheckName(*pLocal);
+    if (by & 0x02)
+        CheckName(*pPrefix);
     // A part a full table didn't take has no index: the name is good for this once.
     if (dwLocal && ((by & 0x02) == 0 || dwPrefix) && ((by & 0x01) == 0 || dwNamespace))
         CFIVocabulary::AddQNameToVector(dwPrefix, dwNamespace, dwLocal, table);
     return CQName{pPrefix, pNamespace, pLocal};
+}
+
+void CFastInfosetReader::CheckName(const std::string& strName) const
+{
+    if (!IsNCName(strName, !m_bConvert))
+        throw CKrException(FormatString("Failed to parse FastInfoset. Invalid name [%s].", strName.c_str()));
 }
 
 const std::string& CFastInfosetReader::WholeName(const CQName& name)
@@ -840,6 +897,8 @@ void CFastInfosetReader::ReadNamespaceAttribute(unsigned char by)
     if (by & 0x01)
         pNamespace =
             &ReadIdentifyingStringOrIndex(m_pVocabulary->m_namespaceNames, "namespace names", m_strNamespace, dwIndex);
+    if (!pPrefix->empty())
+        CheckName(*pPrefix);
     if (m_bNamespaces)
     {
         m_sink.OnNamespaceDeclaration(*pPrefix, *pNamespace);

@@ -83,6 +83,8 @@ private:
     };
     // Without namespace processing: the name as it would stand in XML text, into m_strQName.
     const std::string& WholeName(const CQName& name);
+    // Raises unless the name can stand in XML text as a prefix or local name.
+    void CheckName(const std::string& strName) const;
     // The tables X.891 keeps that nothing here reads: only their sizes matter, for the check
     // of an index into them.
     enum OtherTable

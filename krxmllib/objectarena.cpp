@@ -3,6 +3,7 @@
 #include <new>
 
 #include "platform.h"
+#include "sanitizer.h"
 
 namespace KrXmlLib16 {
 
@@ -92,8 +93,8 @@ void CObjectArena::Free(void* p) noexcept
 
 CObjectArena::CBuildScope::CBuildScope() : m_pArena(nullptr)
 {
-#if !defined(__SANITIZE_ADDRESS__)
-    // Under AddressSanitizer objects come from the heap one by one, so that misuse is caught.
+#if !KRXML_UNDER_SANITIZER
+    // Under a sanitizer objects come from the heap one by one, so that misuse is caught.
     if (!t_pBuildArena)
     {
         m_pArena = new CObjectArena;

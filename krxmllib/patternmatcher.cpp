@@ -252,8 +252,10 @@ CPatternMatcher::CPatternMatcher(const std::string& patternUtf8)
     int iError = 0;
     PCRE2_SIZE nErrorOffset = 0;
     // The length is passed, so that a NUL byte is a character of the pattern, not its end.
-    m_pCode = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(m_strTranslated.data()), m_strTranslated.size(), PCRE2_UTF,
-                            &iError, &nErrorOffset, nullptr);
+    // DOLLAR_ENDONLY: "$" before a final newline would end the match there, and a branch that
+    // takes the newline would never be tried ("(a|a\n)" on "a\n").
+    m_pCode = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(m_strTranslated.data()), m_strTranslated.size(),
+                            PCRE2_UTF | PCRE2_DOLLAR_ENDONLY, &iError, &nErrorOffset, nullptr);
     if (!m_pCode)
     {
         if (iError == PCRE2_ERROR_NOMEMORY)

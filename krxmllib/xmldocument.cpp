@@ -16,6 +16,7 @@
 #include "krzip.h"
 #include "nodepool.h"
 #include "platform.h"
+#include "sanitizer.h"
 #include "serializationcontext.h"
 #include "xmlcontentsink.h"
 
@@ -223,9 +224,9 @@ const std::string* CXmlDocument::InternNamespace(const char* lpNamespace, size_t
     return m_pLastNamespace;
 }
 
-// Under AddressSanitizer the nodes come from the heap one by one, so that a stale pointer
-// into the tree is still caught.
-#if defined(__SANITIZE_ADDRESS__)
+// Under a sanitizer the nodes come from the heap one by one, so that a stale pointer into
+// the tree is still caught.
+#if KRXML_UNDER_SANITIZER
 #define KRXML_NODE_ALLOC(pool, size) ::operator new(size)
 #define KRXML_NODE_FREE(pool, p) ::operator delete(p)
 #else

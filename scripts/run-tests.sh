@@ -2,7 +2,8 @@
 # Builds everything and runs every test:
 #   1. a build with -Werror (library, tests, tools, benchmarks, examples) and all tests;
 #   2. a clang build of the library, tests and fuzz targets, instrumented for libFuzzer and the
-#      sanitizers: the tests, then each fuzz target for a few seconds from its seed corpus;
+#      sanitizers: the tests, then each fuzz target for a minute from its seed corpus
+#      (scripts/fuzz.sh --smoke);
 #   3. an install into a scratch prefix, a check of its headers and exports, and a consumer
 #      built against the installed package (static and shared, CMake and pkg-config);
 #   4. a build with AddressSanitizer and UndefinedBehaviorSanitizer and all tests.
@@ -33,17 +34,7 @@ CC=clang CXX=clang++ cmake -S . -B build/clang -G Ninja -DCMAKE_BUILD_TYPE=Debug
 cmake --build build/clang -j "$jobs"
 (cd build/clang && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
    ctest --output-on-failure -j "$jobs" -E '^LongNumbers\.HundredThousandDigits$')
-for target in document json numbers fastinfoset; do
-  # New inputs go to the scratch folder; the seed corpus in the tree stays as it is.
-  rm -rf "build/clang/fuzz-corpus/$target" && mkdir -p "build/clang/fuzz-corpus/$target"
-  if ! ASAN_OPTIONS=detect_leaks=1 "build/clang/fuzz/fuzz_$target" "build/clang/fuzz-corpus/$target" \
-       "fuzz/corpus/$target" -max_total_time=15 -timeout=10 -rss_limit_mb=2048 >"build/clang/fuzz_$target.log" 2>&1; then
-    tail -n 60 "build/clang/fuzz_$target.log"
-    echo "fuzz_$target failed; the input is in build/clang (crash-*, timeout-*, leak-*)"
-    exit 1
-  fi
-  echo "fuzz_$target: $(grep -E '^Done' "build/clang/fuzz_$target.log")"
-done
+scripts/fuzz.sh --smoke
 
 echo "== install, installed headers and consumer"
 rm -rf build/prefix build/consumer build/consumer-pc

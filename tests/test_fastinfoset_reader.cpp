@@ -207,6 +207,16 @@ TEST(FastInfosetReader, Failures)
         {"UTF-8", kHead + "3C 00 'r' 81 C3 28", "Failed to parse FastInfoset. Invalid UTF-8 string."},
         {"UTF-16 of odd length", kHead + "3C 00 'r' 84 'a'", "Failed to parse FastInfoset. Invalid UTF-16 string."},
         {"UTF-16 lone surrogate", kHead + "3C 00 'r' 85 D8 00", "Failed to parse FastInfoset. Invalid UTF-16 string."},
+        // Names that XML text can't carry, which would convert to a document no parser reads.
+        {"element name with a blank", kHead + "3C 02 'a b'", "Failed to parse FastInfoset. Invalid name [a b]."},
+        {"element name of a digit", kHead + "3C 00 '1'", "Failed to parse FastInfoset. Invalid name [1]."},
+        {"local name with a colon", kHead + "3C 02 'a:b'", "Failed to parse FastInfoset. Invalid name [a:b]."},
+        {"non-ASCII character outside names", kHead + "3C 01 C3 97",
+         "Failed to parse FastInfoset. Invalid name [\xC3\x97]."},
+        {"attribute name with a quote", kHead + "7C 00 'r' 78 01 'a\"'", "Failed to parse FastInfoset. Invalid name [a\"]."},
+        {"prefix of a digit", kHead + "3F 00 '1' 00 'n' 00 'r'", "Failed to parse FastInfoset. Invalid name [1]."},
+        {"declared prefix with a blank", kHead + "38 CE 02 'p q' F0 3C 00 'r'",
+         "Failed to parse FastInfoset. Invalid name [p q]."},
         // An index one past the end of each table.
         {"element name", kHead + "00", IndexFailure("element names", 1, 0)},
         {"element name after one", kHead + "3C 00 'r' 01", IndexFailure("element names", 2, 1)},
@@ -228,6 +238,8 @@ TEST(FastInfosetReader, Failures)
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.strMessage, FailureOf(Bytes(c.strBytes))) << c.lpCase;
+    // Letters beyond ASCII, digits and dots after the first character are names.
+    EXPECT_EQ("read", FailureOf(Bytes(kHead + "3C 03 C3 A9 '.1' F0")));
 }
 
 TEST(FastInfosetReader, Forms)

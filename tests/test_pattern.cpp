@@ -37,6 +37,8 @@ TEST(Pattern, AnchoredAtBothEnds)
     ExpectCases({{"a", "a", true}, {"a", "aa", false}, {"a", "ba", false}, {"a", "", false}, {"", "", true},
                  // "$" alone would let a final newline pass; one the pattern consumes is matched.
                  {"a", "a\n", false}, {"[0-9]{5}", "12345\n", false}, {"a\\s", "a\n", true},
+                 // Nor may it end the match early: the branch that takes the newline counts.
+                 {"(a|a\\n)", "a\n", true}, {"(a|a\\n)b?", "a\n", true}, {"a|a\\n", "a\n", true},
                  // The wrapping brackets keep the anchors on every branch of an alternation.
                  {"a|b", "a", true}, {"a|b", "b", true}, {"a|b", "ab", false}, {"a|b", "xb", false},
                  {"a|b", "ax", false}, {"a|b", "b\n", false}, {"ab|abc", "abc", true}, {"ab|abc", "abcd", false},
