@@ -1,4 +1,5 @@
 #include "platform.h"
+#include "sanitizer.h"
 
 #include <cerrno>
 #include <chrono>
@@ -388,7 +389,7 @@ void BackgroundFileIo::Run()
 
 void AdviseLargePages(void* p, size_t nLen)
 {
-#if defined(MADV_HUGEPAGE) && !defined(__SANITIZE_ADDRESS__)
+#if defined(MADV_HUGEPAGE) && !KRXML_UNDER_SANITIZER
     const uintptr_t kLarge = 2 * 1024 * 1024;
     uintptr_t uBegin = (reinterpret_cast<uintptr_t>(p) + kLarge - 1) & ~(kLarge - 1);
     uintptr_t uEnd = (reinterpret_cast<uintptr_t>(p) + nLen) & ~(kLarge - 1);
