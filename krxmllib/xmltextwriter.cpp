@@ -9,6 +9,7 @@
 
 #include "functions.h"
 #include "krexception.h"
+#include "platform.h"
 #include "textlayout.h"
 
 namespace KrXmlLib16 {
@@ -26,7 +27,8 @@ enum EscapeCode : unsigned char
     Esc_Amp,
     Esc_Lt,
     Esc_Gt,
-    Esc_Forbidden         // a control character XML 1.0 has no way to carry
+    Esc_Forbidden,        // a control character XML 1.0 has no way to carry
+    Esc_LeadEF            // may start U+FFFE or U+FFFF, which XML 1.0 doesn't carry either
 };
 
 struct EscapeTables
@@ -50,6 +52,7 @@ struct EscapeTables
         content[0x26] = attribute[0x26] = Esc_Amp;  // &
         content[0x3C] = attribute[0x3C] = Esc_Lt;  // <
         content[0x3E] = attribute[0x3E] = Esc_Gt;  // >
+        content[0xEF] = attribute[0xEF] = Esc_LeadEF;
     }
 };
 
@@ -96,7 +99,7 @@ void CXmlTextWriter::WriteIndent(int nDepth)
     Write(m_strIndentRun.data(), nLen);
 }
 
-void CXmlTextWriter::ThrowUnrepresentable(unsigned char c, const EscapeSite& site)
+void CXmlTextWriter::ThrowUnrepresentable(unsigned int uChar, const EscapeSite& site)
 {
     std::string strPath = site.pElement ? site.pElement->GetXPath() : std::string();
     if (site.pAttrName)
@@ -111,8 +114,7 @@ void CXmlTextWriter::ThrowUnrepresentable(unsigned char c, const EscapeSite& sit
         strPath += '@';
         strPath += *site.pAttrName;
     }
-    throw CKrException(FormatString("The character [0x%02X] can not be represented in XML", static_cast<unsigned int>(c)),
-                       strPath);
+    throw CKrException(FormatString("The character [0x%02X] can not be represented in XML", uChar), strPath);
 }
 
 // The first byte from p on that may need escaping in either table: a control character, a
@@ -126,6 +128,7 @@ static const char* SkipPlainBytes(const char* p, const char* pEnd)
     const __m128i vAmp = _mm_set1_epi8('&');
     const __m128i vLt = _mm_set1_epi8('<');
     const __m128i vGt = _mm_set1_epi8('>');
+    const __m128i vLeadEF = _mm_set1_epi8(static_cast<char>(0xEF));
     while (pEnd - p >= 16)
     {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -134,6 +137,7 @@ static const char* SkipPlainBytes(const char* p, const char* pEnd)
         vHit = _mm_or_si128(vHit, _mm_cmpeq_epi8(v, vAmp));
         vHit = _mm_or_si128(vHit, _mm_cmpeq_epi8(v, vLt));
         vHit = _mm_or_si128(vHit, _mm_cmpeq_epi8(v, vGt));
+        vHit = _mm_or_si128(vHit, _mm_cmpeq_epi8(v, vLeadEF));
         const int iMask = _mm_movemask_epi8(vHit);
         if (iMask)
             return p + __builtin_ctz(static_cast<unsigned int>(iMask));
@@ -157,6 +161,15 @@ void CXmlTextWriter::WriteEscaped(const char* pText, size_t nLen, const unsigned
         unsigned char code = pTable[static_cast<unsigned char>(*p)];
         if (code == Esc_None)
             continue;
+        if (code == Esc_LeadEF)
+        {
+            // EF BF BE and EF BF BF are U+FFFE and U+FFFF in UTF-8; in a single-byte code page
+            // they are three ordinary characters.
+            if (pEnd - p < 3 || static_cast<unsigned char>(p[1]) != 0xBF ||
+                (static_cast<unsigned char>(p[2]) & 0xFE) != 0xBE || !Platform::IsUtf8CodePage(g_uLocalCodePage))
+                continue;
+            ThrowUnrepresentable(static_cast<unsigned char>(p[2]) == 0xBE ? 0xFFFEu : 0xFFFFu, site);
+        }
         if (p > pRun)
             Write(pRun, static_cast<size_t>(p - pRun));
         pRun = p + 1;

@@ -70,7 +70,7 @@ private:
     void WriteContentEscaped(const std::string& strText, const CXmlWriterContext* pElement);
     void WriteAttributeEscaped(const std::string& strText, const EscapeSite& site);
     void WriteEscaped(const char* pText, size_t nLen, const unsigned char* pTable, const EscapeSite& site);
-    [[noreturn]] static void ThrowUnrepresentable(unsigned char c, const EscapeSite& site);
+    [[noreturn]] static void ThrowUnrepresentable(unsigned int uChar, const EscapeSite& site);
     // Writes xmlns:alias="namespace", with the blank before or the quote and blank after as
     // the caller needs; pElement is the element that declares it.
     void WriteNamespaceDeclaration(const char* lpBefore, const std::string& strAlias, const std::string& strNamespace,

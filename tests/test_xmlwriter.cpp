@@ -92,7 +92,7 @@ TEST(XmlTextWriter, DeclarationFollowsTheStreamEncodingAndAlwaysEndsTheLine)
 // of a text, in content and in an attribute, comes out as a byte-by-byte escape gives it.
 TEST(XmlTextWriter, EscapesAtEveryPlaceOfLongTexts)
 {
-    const char kSpecials[] = {'&', '<', '>', '"', '\n', '\r', '\t', '\x7F', '\x80', '\xE9', '\x1F'};
+    const char kSpecials[] = {'&', '<', '>', '"', '\n', '\r', '\t', '\x7F', '\x80', '\xE9', '\xEF', '\x1F'};
     for (char cSpecial : kSpecials)
         for (size_t nLen : {15u, 16u, 17u, 33u, 40u})
             for (size_t iAt = 0; iAt < nLen; ++iAt)
@@ -288,6 +288,13 @@ void Items(CXmlWriter& w, int n)
 }
 
 const RefusalCase kRefusals[] = {
+    // U+FFFE and U+FFFF aren't XML characters; U+FFFD beside them is.
+    {"U+FFFF in a long text", [](CXmlTextWriter& w) {
+         TextElement(w, "e", "0123456789abcdef\xEF\xBF\xBD\xEF\xBF\xBF");
+     }, "The character [0xFFFF] can not be represented in XML", "/e"},
+    {"U+FFFE in an attribute", [](CXmlTextWriter& w) {
+         w.StartElement("e", ""); w.WriteAttribute("a", "", "\xEF\xBF\xBE", ItemType_string);
+     }, "The character [0xFFFE] can not be represented in XML", "/e/@a"},
     {"text of the root", [](CXmlTextWriter& w) { TextElement(w, "e", "bell\x07"); }, kBell, "/e"},
     {"attribute value", [](CXmlTextWriter& w) {
          w.StartElement("e", ""); w.WriteAttribute("a", "", std::string("x\0y", 3), ItemType_string);
