@@ -127,6 +127,36 @@ void AddToSet(uint64_t& qwLow, uint64_t& qwHigh, unsigned char c)
         qwHigh |= uint64_t(1) << (c - 64);
 }
 
+// True when a ")" outside a character class closes more than the pattern opened: wrapped in the
+// anchoring brackets it would close them and compile, as ")|(" does, though no XSD pattern is
+// written so.
+bool ClosesMoreThanItOpens(const std::string& strPattern)
+{
+    int nDepth = 0;
+    bool bInClass = false;
+    for (size_t i = 0; i < strPattern.size(); ++i)
+    {
+        const char c = strPattern[i];
+        if (c == '\\')
+            ++i;
+        else if (bInClass)
+            bInClass = c != ']';
+        else if (c == '[')
+        {
+            bInClass = true;
+            if (i + 1 < strPattern.size() && strPattern[i + 1] == '^')
+                ++i;
+            if (i + 1 < strPattern.size() && strPattern[i + 1] == ']')
+                ++i;  // a "]" first in a class is one of its characters
+        }
+        else if (c == '(')
+            ++nDepth;
+        else if (c == ')' && --nDepth < 0)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 std::string CPatternMatcher::TranslatePattern(const std::string& patternUtf8)
@@ -248,6 +278,9 @@ CPatternMatcher::CPatternMatcher(const std::string& patternUtf8)
         throw CKrException("Invalid Regular Expression: the pattern is not valid UTF-8 (" +
                            DescribeInvalidByte(patternUtf8.data(), nValid) + ")");
     m_strTranslated = TranslatePattern(patternUtf8);
+    if (ClosesMoreThanItOpens(patternUtf8))
+        throw CKrException("Invalid Regular Expression: " + Utf8ToLocal(m_strTranslated.data(), m_strTranslated.size()) +
+                           " Error: 'unmatched closing parenthesis'");
 
     int iError = 0;
     PCRE2_SIZE nErrorOffset = 0;

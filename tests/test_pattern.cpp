@@ -102,6 +102,15 @@ TEST(Pattern, BadPatternRaisesOnEveryCheck)
                     "Invalid Regular Expression: ^(\\)$ Error: 'missing closing parenthesis'");
     EXPECT_KR_THROW(CPatternMatcher("\\p{IsGreek}"), CKrException,
                     "Invalid Regular Expression: ^(\\p{IsGreek})$ Error: 'unknown property after \\P or \\p'");
+    // A ")" that would close the wrapping; brackets inside classes and escaped ones count for nothing.
+    EXPECT_KR_THROW(MatchesPattern(")|(", "x"), CKrException,
+                    "Invalid Regular Expression: ^()|()$ Error: 'unmatched closing parenthesis'");
+    EXPECT_KR_THROW(CPatternMatcher("(a))(b"), CKrException,
+                    "Invalid Regular Expression: ^((a))(b)$ Error: 'unmatched closing parenthesis'");
+    EXPECT_TRUE(MatchesPattern("[)]", ")"));
+    EXPECT_TRUE(MatchesPattern("[])]+", "])"));
+    EXPECT_TRUE(MatchesPattern("a\\)", "a)"));
+    EXPECT_TRUE(MatchesPattern("\\((x|y)\\)", "(x)"));
 }
 
 // The refusal of a value with a byte that is not valid local text.
