@@ -86,7 +86,7 @@ struct AsyncWriteScope
 
 // Load and FromXmlFile, on the plain route and on the overlapped one, read a FIFO to its end
 // and give what the same bytes give from memory.
-TEST(SpecialFiles, FifoIsReadToItsEndOnBothRoutes)
+TEST(PipesAndProcFiles, FifoIsReadToItsEndOnBothRoutes)
 {
     const std::string strDoc = MakeDocument();
     CSmartPtr<CElement> spExpected(new CElement(""));
@@ -130,7 +130,7 @@ TEST(SpecialFiles, FifoIsReadToItsEndOnBothRoutes)
 }
 
 // Files under /proc report size 0; read to the end they hold what a plain read gets.
-TEST(SpecialFiles, ProcFilesAreReadToTheirEnd)
+TEST(PipesAndProcFiles, ProcFilesAreReadToTheirEnd)
 {
     for (const char* lpPath : {"/proc/self/cmdline", "/proc/version", "/proc/self/mountinfo"})
     {
@@ -154,7 +154,7 @@ TEST(SpecialFiles, ProcFilesAreReadToTheirEnd)
 
 // A pipe's end as a handle: ReadToEnd reads it in chunks, and the positional read and write
 // of the background worker go on where the pipe stands.
-TEST(SpecialFiles, PlatformReadsAndWritesPipesFrontToBack)
+TEST(PipesAndProcFiles, PlatformReadsAndWritesPipesFrontToBack)
 {
     int fds[2];
     ASSERT_EQ(0, ::pipe(fds));
@@ -181,7 +181,7 @@ TEST(SpecialFiles, PlatformReadsAndWritesPipesFrontToBack)
 
 // The file roads write a FIFO as they write a file: block by block (AsyncToXmlFile) or in one
 // go, UTF-16 with its byte order mark first.
-TEST(SpecialFiles, FileRoadsWriteIntoAFifo)
+TEST(PipesAndProcFiles, FileRoadsWriteIntoAFifo)
 {
     const std::string strDoc = MakeDocument();
     CSmartPtr<CElement> spE(new CElement(""));
@@ -233,7 +233,7 @@ TEST(SpecialFiles, FileRoadsWriteIntoAFifo)
 }
 
 // The standard output stream writes fd 1 where it stands, block by block, and leaves it open.
-TEST(SpecialFiles, StandardOutputStreamWritesWhereTheHandleStands)
+TEST(PipesAndProcFiles, StandardOutputStreamWritesWhereTheHandleStands)
 {
     const std::string strPath = TempPath("stdout.txt");
     WriteFileBytes(strPath, "");
@@ -291,7 +291,7 @@ int Shell(const std::string& strCmd, std::string& strOut)
 
 // krxml reads a pipe, "-", /dev/stdin and a FIFO, and writes to a pipe, a FIFO and a standard
 // output that already holds something; every form gives the bytes of the file to file road.
-TEST(SpecialFiles, KrxmlReadsAndWritesPipes)
+TEST(PipesAndProcFiles, KrxmlReadsAndWritesPipes)
 {
     const std::string strTool = KRXML_TOOL_PATH;
     const std::string strIn = TempPath("special-in.xml");
@@ -344,7 +344,7 @@ TEST(SpecialFiles, KrxmlReadsAndWritesPipes)
 // Formatted output of a deep document grows with the square of the depth; it streams out in
 // pieces, so krxml's memory stays that of the tree (a few MB here) while 100 MB go through
 // the pipe.
-TEST(SpecialFiles, KrxmlStreamsDeepFormattedOutput)
+TEST(PipesAndProcFiles, KrxmlStreamsDeepFormattedOutput)
 {
     const int kDepth = 10000;
     std::string strDoc;
